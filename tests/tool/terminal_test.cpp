@@ -1,0 +1,99 @@
+// The tool and its terminal: the progress line, the settings it leaves behind, and no terminal at all.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <regex>
+#include <string>
+
+#include "support/dump_fixture.h"
+
+namespace TestSupport {
+namespace {
+
+class TerminalTest : public DumpTest {
+ protected:
+  void RunForSomeProgress(std::uint16_t columns) {
+    WriteSource(400);
+    SourceFault("slow read 30000");
+    Run({"-sector:512", "-block:4k"}, {.columns = columns});
+    ExpectStatus(0);
+    ExpectGoodBytes();
+  }
+
+  // The first progress line as it was written, up to the first back step.
+  std::string FirstLine() const {
+    const std::string& screen = Result().screen;
+    const std::size_t start = screen.find("Recovery Rate: ");
+    if (start == std::string::npos) return "";
+    return screen.substr(start, screen.find('\b') - start);
+  }
+
+  // How often a character was wiped behind the first progress line.
+  std::size_t WipedBehindFirstLine() const {
+    const std::string& screen = Result().screen;
+    std::size_t wiped = 0;
+    for (std::size_t at = screen.find('\b'); screen.compare(at, 3, "\b \b") == 0; at += 3)
+      ++wiped;
+    return wiped;
+  }
+};
+
+TEST_F(TerminalTest, ProgressLineIsWrittenAndWiped) {
+  RunForSomeProgress(100);
+  static const std::regex progress(
+      "Recovery Rate: [0-9]+\\.[0-9]{2}% \\[[0-9]\\.[0-9]{2}MB/s, 0\\.[0-9]{2}MB to go, 00:00:[0-9]{2} "
+      "elapsed\\]");
+  EXPECT_TRUE(std::regex_match(FirstLine(), progress)) << FirstLine();
+  EXPECT_EQ(WipedBehindFirstLine(), FirstLine().size());
+  ExpectReports("Done, Total recovery rate: 100.00%, Took time: HH:MM:SS.\n\n");
+}
+
+TEST_F(TerminalTest, ProgressLineNeverFillsTheLastColumn) {
+  RunForSomeProgress(24);
+  EXPECT_TRUE(FirstLine().starts_with("Recovery Rate: ")) << FirstLine();
+  EXPECT_EQ(FirstLine().size(), 23);
+  EXPECT_EQ(WipedBehindFirstLine(), 23);
+}
+
+TEST_F(TerminalTest, MessagesWipeTheProgressLineFirst) {
+  WriteSource(400);
+  SourceFault("slow read 30000");
+  BadSector(395);
+  Run({"-sector:512", "-block:4k"});
+  EXPECT_NE(FirstLine(), "");
+  ExpectReports(
+      "## [WARNING]: error reading block at byte position: 200704 (Pos.: 98.00%, Rate: 98.00%)\n"
+      "## [WARNING]: error reading med at byte position: 200704 (Pos.: 98.00%, Rate: 98.00%)\n"
+      "## [ERROR]: failed reading sector at byte position: 202240 (Pos.: 98.75%, Rate: 99.75%) with 1 "
+      "attempts.\n"
+      "Done, Total recovery rate: 99.75%, Took time: HH:MM:SS.\n\n");
+}
+
+TEST_F(TerminalTest, SettingsComeBack) {
+  WriteSource(8);
+  for (const char* key : {"n", "y"}) {
+    Run({}, {.key = key});
+    const termios& before = Result().before;
+    const termios& after = Result().after;
+    EXPECT_EQ(before.c_lflag, after.c_lflag) << key;
+    EXPECT_EQ(before.c_iflag, after.c_iflag) << key;
+    EXPECT_EQ(before.c_oflag, after.c_oflag) << key;
+    EXPECT_EQ(std::memcmp(before.c_cc, after.c_cc, sizeof before.c_cc), 0) << key;
+  }
+}
+
+TEST_F(TerminalTest, WithoutATerminalItSaysWhyAndEnds) {
+  WriteSource(8);
+  Run({}, {.hasTerminal = false, .splitErrors = true});
+  ExpectStatus(255);
+  EXPECT_NE(
+      Result().errors.find(OpenFailure("/dev/tty", ENXIO,
+                                       "the device associated with this special file does not exist, or fifo "
+                                       "opened without reading peer")),
+      std::string::npos)
+      << Result().errors;
+  ExpectNoTarget();
+}
+
+}  // namespace
+}  // namespace TestSupport

@@ -1,0 +1,549 @@
+// The tool: the two workers and the entry.
+//
+// One thread reads the source in large blocks, another writes the target, with a bounded queue between them.
+// What fails at block size is read again at a middle size once the whole range is through, and what fails
+// there is read sector by sector with retries. What stays unreadable is replaced by the fill byte.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <deque>
+#include <iostream>
+#include <limits>
+#include <new>
+#include <vector>
+
+#include <qorv/error.h>
+#include <qorv/file.h>
+#include <qorv/log.h>
+#include <qorv/misc.h>
+#include <qorv/sync.h>
+#include <qorv/thread.h>
+#include <qorv/time.h>
+
+#include "cmd_line.h"
+#include "console_line.h"
+#include "plan.h"
+#include "usage.h"
+
+using namespace Qorv::literals;
+using Qorv::CLog;
+using Qorv::stringEx;
+
+namespace {
+
+constexpr std::int64_t int64Max = std::numeric_limits<std::int64_t>::max();
+
+// Figures
+
+double RateOf(std::int64_t part, std::int64_t whole) {
+  return static_cast<double>(part) / static_cast<double>(whole) * 100.0;
+}
+
+std::int64_t TickMicroseconds() {
+  return static_cast<std::int64_t>(Qorv::GetTickCount64()) * 1000;
+}
+
+// Positions end where their numbers end.
+std::int64_t Advance(std::int64_t position, std::uint64_t size) {
+  std::int64_t sum = 0;
+  return __builtin_add_overflow(position, size, &sum) ? int64Max : sum;
+}
+
+// Reports
+
+// The text of the exception in flight, for an operator.
+stringEx DescribeException() {
+  try {
+    throw;
+  } catch (const Qorv::qvExp& failure) {
+    return failure.GetMessage();
+  } catch (const std::exception& failure) {
+    return failure.what();
+  } catch (...) {
+    return "unknown system error"_sv;
+  }
+}
+
+// For the handler around everything that the main thread does. Returns the process status.
+int ReportFatal() {
+  stringEx text;
+  try {
+    throw;
+  } catch (const Qorv::qvExp& failure) {
+    text = failure.GetMessage();
+    CLog::GFatal("main"_sv, "underlayer error:\n@ "_sv + text);
+  } catch (const std::exception& failure) {
+    text = failure.what();
+    CLog::GFatal("main"_sv, "vc runtime error:\n@ "_sv + text);
+  } catch (...) {
+    text = "unknown system error"_sv;
+  }
+  std::cerr << "## [FATAL ERROR]: " << text << "\n";
+  return -1;
+}
+
+// Without a controlling terminal there is no run, and no log and no entry yet to report that.
+CConsoleLine MakeConsole() {
+  try {
+    return CConsoleLine();
+  } catch (...) {
+    _exit(ReportFatal());
+  }
+}
+
+CConsoleLine console = MakeConsole();
+
+void ReportToConsole(const stringEx& tag, const stringEx& message) {
+  console.WriteGuarded(tag);
+  console.WriteGuarded(message);
+  console.WriteGuarded("\n"_sv);
+}
+
+// What a worker that an exception has ended leaves behind. The thread then ends the process.
+void ReportUncaught(const stringEx& channel, const stringEx& tag) {
+  const stringEx text = DescribeException();
+  CLog::GFatal(channel, "uncaught underlayer exception\n@ "_sv + text);
+  ReportToConsole(tag, text);
+}
+
+using Buffer = Qorv::basic_buffer<unsigned char>;
+
+// Buffers that the writer is done with and the reader fills again, the latest first, since it is the one that
+// the processor's caches still hold. Fresh memory would cost a page fault for each page of it. There are
+// never more buffers than were once in use at the same time.
+class CSpareBuffers {
+ public:
+  // A buffer with room for `size` bytes, the caller's alone.
+  Buffer Take(std::uint64_t size) {
+    Buffer buffer;
+    {
+      Qorv::CScopeLock<Qorv::FASTKSV_PCLOCK> guard(lock_);
+      if (!spares_.empty()) {
+        buffer = std::move(spares_.back());
+        spares_.pop_back();
+      }
+    }
+    if (static_cast<std::uint64_t>(buffer.capacity()) < size) buffer.reserve_discard(size);
+    return buffer;
+  }
+
+  void Give(Buffer&& buffer) {
+    Qorv::CScopeLock<Qorv::FASTKSV_PCLOCK> guard(lock_);
+    spares_.push_back(std::move(buffer));
+  }
+
+ private:
+  std::vector<Buffer> spares_ QORV_GUARDED_BY(lock_);
+  Qorv::FASTKSV_PCLOCK lock_;
+};
+
+// Owns the target and writes what it is told where it is told.
+class CWriter final : public Qorv::TThread {
+ public:
+  // One piece of data.
+  struct WRTCMD {
+    Buffer data;               // its length is that of the payload, counted from offset
+    std::uint64_t offset = 0;  // where the payload starts in the buffer
+    std::int64_t pos = 0;      // where it stands in the source; stopPos for the command that ends the writer
+  };
+
+  static constexpr std::int64_t stopPos = Qorv::invalidInt64;
+
+  CWriter(const DUMPPARAM& param, CSpareBuffers& spares);
+  // Whoever resumed the thread has its data written first.
+  ~CWriter() noexcept(false) override;
+
+  void Push(WRTCMD&& command) { queue_.Push(std::move(command)); }
+  bool TryStop() override;
+
+ private:
+  std::uint32_t Run() override;
+  bool OnUncaught() override;
+
+  Qorv::CMessageQueue<WRTCMD, Qorv::FASTKSV_PCLOCK, std::deque<WRTCMD>> queue_;
+  Qorv::CSysFile target_;
+  const std::int64_t baseOffset_;  // the source position that goes to offset 0 of the target
+  CSpareBuffers& spares_;
+};
+
+CWriter::CWriter(const DUMPPARAM& param, CSpareBuffers& spares)
+    : queue_(param.maxBuffer), baseOffset_(param.aligned ? 0 : param.beginPos), spares_(spares) {
+  target_.Open(param.to, O_WRONLY, O_CREAT, Qorv::fileShare::shared, 0666, 0);
+  Create(false, 0);
+}
+
+CWriter::~CWriter() noexcept(false) {
+  if (!TryStop()) Wait(Qorv::waitForever);
+}
+
+bool CWriter::TryStop() {
+  if (GetState() == Qorv::threadState::stopping) return false;
+  if (TThread::TryStop()) return true;
+  Push({{}, 0, stopPos});
+  return false;
+}
+
+std::uint32_t CWriter::Run() {
+  CLog::GDebug("trd.writer", "begin of writing worker thread, tid=%u",
+               static_cast<unsigned>(CurrentThreadId()));
+  std::int64_t nextPos = 0;
+  WRTCMD command;
+  for (;;) {
+    queue_.Pop(command);
+    if (command.pos == stopPos) break;
+    const std::int64_t targetPos = command.pos - baseOffset_;
+    if (targetPos != nextPos) target_.SeekBegin(targetPos);
+    // The count is not looked at: a short write leaves the data behind it short by the missing bytes. That is
+    // meant.
+    target_.Write(command.data.data() + command.offset, command.data.length());
+    nextPos = targetPos + static_cast<std::int64_t>(command.data.length());
+    spares_.Give(std::move(command.data));
+  }
+  if (command.data.length() != 0) {
+    CLog::GError("trd.writer"_sv, "stop command received, but io data not empty"_sv);
+  }
+  CLog::GDebug("trd.writer"_sv, "stop command received, exit thread..."_sv);
+  return 0;
+}
+
+bool CWriter::OnUncaught() {
+  ReportUncaught("trd.writer"_sv, "## [FATAL ERROR] (writing thread): "_sv);
+  return false;
+}
+
+// Reads the source and decides what becomes of a failed read: it is skipped at once and only come back to, in
+// ever smaller pieces, when everything of its size has been read.
+class CReader final : public Qorv::TThread, private DUMPPARAM {
+ public:
+  explicit CReader(const DUMPPARAM& param);
+  ~CReader() noexcept(false) override;
+
+  // The progress line, with a speed over the bytes since the last call, which took `seconds`.
+  stringEx FormatProgress(double seconds);
+  // The last line of a run.
+  stringEx FormatFinal() const;
+
+ private:
+  std::uint32_t Run() override;
+  bool OnUncaught() override;
+
+  bool ReadBlock();
+  bool SkipBlock(const Qorv::sysfileExp& failure);
+  void MedPass(std::int64_t start);
+  void SectorPass(std::int64_t start);
+  bool ReadSector(CWriter::WRTCMD& command, std::int64_t pos);
+  void GiveUpSector(CWriter::WRTCMD& command, std::int64_t pos, std::uint32_t attempts,
+                    const Qorv::sysfileExp& failure);
+
+  CWriter::WRTCMD MakeCommand(std::uint64_t size);
+  std::uint32_t ReadAt(CWriter::WRTCMD& command, std::int64_t pos, std::uint64_t size);
+  void Deliver(CWriter::WRTCMD& command, std::uint64_t size, std::int64_t pos);
+  void DeliverRead(CWriter::WRTCMD& command, std::uint64_t size, std::int64_t pos);
+  void ReportRecovered(std::int64_t pos, std::uint32_t reads) const;
+  void ReportEnding() const;
+  void ReportFailure(std::int32_t level, const stringEx& tag, stringEx message,
+                     const Qorv::sysfileExp& failure) const;
+  stringEx MessageAt(std::string_view text, std::int64_t pos) const;
+  std::int64_t PieceEnd(std::int64_t start, std::uint64_t size) const {
+    return std::min(Advance(start, size), endPos);
+  }
+  stringEx ElapsedText(const stringEx& format) const;
+
+  Qorv::CSysFile source_;
+  std::int64_t position_ = 0;  // of the next block read
+  std::atomic<std::int64_t> goodBytes_{0};
+  std::atomic<std::int64_t> tickBytes_{0};  // read since the progress line last took the value
+  std::atomic<std::int64_t> bytesToGo_{0};
+  const std::int64_t startTime_;  // microseconds
+  std::deque<std::int64_t> medQueue_;
+  std::deque<std::int64_t> sectorQueue_;
+  CSpareBuffers spares_;
+  CWriter writer_;
+};
+
+CReader::CReader(const DUMPPARAM& param)
+    : DUMPPARAM(param), startTime_(TickMicroseconds()), writer_(param, spares_) {
+  OpenSource(source_, from);
+  bytesToGo_ = beginPos == 0 && endPos == sourceSize ? sourceSize : endPos - beginPos;
+  if (beginPos != 0) {
+    source_.SeekBegin(beginPos);
+    position_ = beginPos;
+  }
+  writer_.Resume();
+  Qorv::CScopeLock<Qorv::FASTKSV_PCLOCK> guard(StateLock());
+  Create(false, 0);
+  Resume();
+}
+
+CReader::~CReader() noexcept(false) {
+  if (!TryStop()) Wait(Qorv::waitForever);
+}
+
+std::uint32_t CReader::Run() {
+  CLog::GDebug("trd.reader", "begin of reading worker thread, tid=%u",
+               static_cast<unsigned>(CurrentThreadId()));
+  bool isBlockPass = true;
+  while (!TestStop()) {
+    if (isBlockPass) {
+      isBlockPass = ReadBlock();
+    } else if (!medQueue_.empty()) {
+      MedPass(medQueue_.front());
+      medQueue_.pop_front();
+    } else if (!sectorQueue_.empty()) {
+      SectorPass(sectorQueue_.front());
+      sectorQueue_.pop_front();
+    } else if (writer_.TryStop() || writer_.Wait(500)) {
+      break;
+    }
+  }
+  return 0;
+}
+
+bool CReader::OnUncaught() {
+  ReportUncaught("trd.reader"_sv, "## [FATAL ERROR] (reading thread): "_sv);
+  return false;
+}
+
+// Room for a payload of `size` bytes that starts on a sector boundary in memory, as direct access needs.
+CWriter::WRTCMD CReader::MakeCommand(std::uint64_t size) {
+  if (size > std::numeric_limits<std::uint64_t>::max() - sectorSize) throw std::bad_alloc();
+  CWriter::WRTCMD command;
+  command.data = spares_.Take(sectorSize + size);
+  command.offset = sectorSize - reinterpret_cast<std::uintptr_t>(command.data.data()) % sectorSize;
+  return command;
+}
+
+std::uint32_t CReader::ReadAt(CWriter::WRTCMD& command, std::int64_t pos, std::uint64_t size) {
+  source_.SeekBegin(pos);
+  return source_.Read(command.data.writable() + command.offset, size);
+}
+
+void CReader::Deliver(CWriter::WRTCMD& command, std::uint64_t size, std::int64_t pos) {
+  command.data.set_length(size);
+  command.pos = pos;
+  writer_.Push(std::move(command));
+}
+
+void CReader::DeliverRead(CWriter::WRTCMD& command, std::uint64_t size, std::int64_t pos) {
+  Deliver(command, size, pos);
+  const auto count = static_cast<std::int64_t>(size);
+  goodBytes_ += count;
+  tickBytes_ += count;
+  bytesToGo_ -= count;
+}
+
+stringEx CReader::MessageAt(std::string_view text, std::int64_t pos) const {
+  stringEx message(text);
+  message.append_int(pos);
+  return message.format_append(" (Pos.: %.2f%%, Rate: %.2f%%)", RateOf(pos, sourceSize),
+                               RateOf(goodBytes_, sourceSize));
+}
+
+// The screen shows the short form; the log has the cause at its most detailed level.
+void CReader::ReportFailure(std::int32_t level, const stringEx& tag, stringEx message,
+                            const Qorv::sysfileExp& failure) const {
+  ReportToConsole(tag, message);
+  if (CLog::IsLevelEnabled(Qorv::logLevel::debug)) (message += "\n@ ") += failure.GetMessage();
+  CLog::GWrite(level, "trd.reader"_sv, message);
+}
+
+void CReader::ReportEnding() const {
+  CLog::GDebug("trd.reader"_sv, "reaching the disk ending"_sv);
+}
+
+// Reads on from the file's own position, so that a healthy disk sees one sequential stream. The last block of
+// a range is read in full. Returns whether there is more to read.
+bool CReader::ReadBlock() {
+  if (position_ >= endPos) return false;
+  CWriter::WRTCMD command = MakeCommand(blockSize);
+  std::uint32_t size = 0;
+  try {
+    size = source_.Read(command.data.writable() + command.offset, blockSize);
+  } catch (const Qorv::sysfileExp& failure) {
+    spares_.Give(std::move(command.data));
+    return SkipBlock(failure);
+  }
+  if (size == 0) return false;
+  DeliverRead(command, size, position_);
+  position_ = Advance(position_, size);
+  return position_ < endPos;
+}
+
+bool CReader::SkipBlock(const Qorv::sysfileExp& failure) {
+  ReportFailure(Qorv::logLevel::warning, "## [WARNING]: "_sv,
+                MessageAt("error reading block at byte position: ", position_), failure);
+  for (;;) {
+    medQueue_.push_back(position_);
+    position_ = Advance(position_, blockSize);
+    if (position_ >= endPos) return false;
+    try {
+      source_.SeekBegin(position_);
+      return true;
+    } catch (const Qorv::sysfileExp& seekFailure) {
+      ReportFailure(Qorv::logLevel::error, "## [ERROR]: "_sv,
+                    MessageAt("error seeking to block at byte position: ", position_), seekFailure);
+    }
+  }
+}
+
+// Goes over one failed block. What lies behind a read of nothing is left unfilled.
+void CReader::MedPass(std::int64_t start) {
+  const std::int64_t end = PieceEnd(start, blockSize);
+  for (std::int64_t pos = start; pos < end; pos = Advance(pos, medSize)) {
+    CWriter::WRTCMD command = MakeCommand(medSize);
+    std::uint32_t size = 0;
+    try {
+      size = ReadAt(command, pos, medSize);
+    } catch (const Qorv::sysfileExp& failure) {
+      spares_.Give(std::move(command.data));
+      ReportFailure(Qorv::logLevel::warning, "## [WARNING]: "_sv,
+                    MessageAt("error reading med at byte position: ", pos), failure);
+      sectorQueue_.push_back(pos);
+      continue;
+    }
+    if (size == 0) return ReportEnding();
+    DeliverRead(command, size, pos);
+  }
+}
+
+// Goes over one failed med-size piece.
+void CReader::SectorPass(std::int64_t start) {
+  const std::int64_t end = PieceEnd(start, medSize);
+  for (std::int64_t pos = start; pos < end; pos = Advance(pos, sectorSize)) {
+    CWriter::WRTCMD command = MakeCommand(sectorSize);
+    if (!ReadSector(command, pos)) return ReportEnding();
+  }
+}
+
+// Tries one sector as often as allowed and delivers what came of it. False at the end of the source.
+bool CReader::ReadSector(CWriter::WRTCMD& command, std::int64_t pos) {
+  for (std::uint32_t attempts = 0;; ++attempts) {
+    std::uint32_t size = 0;
+    try {
+      size = ReadAt(command, pos, sectorSize);
+    } catch (const Qorv::sysfileExp& failure) {
+      if (attempts >= maxRetries) {
+        GiveUpSector(command, pos, attempts + 1, failure);
+        return true;
+      }
+      if (CLog::IsLevelEnabled(Qorv::logLevel::debug)) {
+        CLog::GDebug("trd.reader"_sv, MessageAt("retrying read sector at byte position: ", pos));
+      }
+      continue;
+    }
+    if (size == 0) return false;
+    DeliverRead(command, size, pos);
+    if (attempts != 0) ReportRecovered(pos, attempts + 1);
+    return true;
+  }
+}
+
+// `reads` counts the reads in all, the failed ones and the good one. The message ends without a line break,
+// so that the next progress line stands behind it.
+void CReader::ReportRecovered(std::int64_t pos, std::uint32_t reads) const {
+  stringEx message("sector at byte position: ");
+  (message.append_int(pos) += " successfully recovered with ").append_uint(reads) += " retries.";
+  CLog::GInfo("trd.reader"_sv, message);
+  console.WriteGuarded("## [INFO]: "_sv);
+  console.WriteGuarded(message);
+}
+
+void CReader::GiveUpSector(CWriter::WRTCMD& command, std::int64_t pos, std::uint32_t attempts,
+                           const Qorv::sysfileExp& failure) {
+  stringEx message = MessageAt("failed reading sector at byte position: ", pos);
+  (message += " with ").append_uint(attempts) += " attempts.";
+  ReportFailure(Qorv::logLevel::error, "## [ERROR]: "_sv, message, failure);
+  std::fill_n(command.data.writable() + command.offset, sectorSize, fillByte);
+  Deliver(command, sectorSize, pos);
+  bytesToGo_ -= static_cast<std::int64_t>(sectorSize);
+}
+
+stringEx CReader::ElapsedText(const stringEx& format) const {
+  stringEx text;
+  Qorv::CTimeSpan(TickMicroseconds() - startTime_).Format(text, format);
+  return text;
+}
+
+stringEx CReader::FormatProgress(double seconds) {
+  constexpr double megabyte = 0x1p20;
+  stringEx line;
+  line.format("Recovery Rate: %.2f%% [%.2fMB/s, ", RateOf(goodBytes_, sourceSize),
+              static_cast<double>(tickBytes_) / megabyte / seconds);
+  tickBytes_ = 0;  // what comes in between is lost to the speed, but not to the rate
+  const std::int64_t toGo = bytesToGo_;
+  const auto exact = static_cast<double>(toGo);
+  if (toGo >= 0x20000000000) {
+    line.format_append("%.2fTB to go, ", exact / 0x1p40);
+  } else if (toGo > 0x7fffffff) {
+    line.format_append("%.2fGB to go, ", exact / 0x1p30);
+  } else {
+    line.format_append("%.2fMB to go, ", exact / megabyte);
+  }
+  return line += ElapsedText("%TH:%PM:%PS elapsed]"_sv);
+}
+
+stringEx CReader::FormatFinal() const {
+  stringEx line;
+  line.format("Done, Total recovery rate: %.2f%%, Took time: ", RateOf(goodBytes_, sourceSize));
+  return line += ElapsedText("%TH:%PM:%PS."_sv);
+}
+
+// The foreground
+
+bool WantsUsage(const CCmdLineArgs& args) {
+  return !args.Has("from") || !args.Has("to") || args.FindExact("?") >= 0 || args.Has("h") ||
+         args.Has("-help");
+}
+
+// Shows the plan and waits for one key.
+bool Confirm(const stringEx& summary) {
+  Qorv::CConsoleTerm term;
+  term << summary << "\n\ncontinue? press [y/N]:";
+  Qorv::KEYEVENT key;
+  term.ReadKey(key);
+  const bool isYes = key.ch == 'y' || key.ch == 'Y';
+  if (!isYes && CLog::IsLevelEnabled(Qorv::logLevel::notice)) {
+    CLog::GNotice("main"_sv, "user abort:\n"_sv + summary);
+  }
+  std::cerr << "\n";
+  return isYes;
+}
+
+void Dump(const DUMPPARAM& param) {
+  CReader reader(param);
+  while (!reader.Wait(1000))
+    console.ShowProgress(reader.FormatProgress(1));
+  const stringEx line = reader.FormatFinal();
+  CLog::GNotice("main"_sv, line);
+  console.WriteGuarded(line);
+  console.WriteGuarded("\n"_sv);
+  console.WriteGuarded("\n"_sv);
+}
+
+int HandleCommand(int argc, char** argv) {
+  ShowBanner(std::cout);
+  CCmdLineArgs args("-", ":=");
+  args.Parse(argc, argv);
+  if (WantsUsage(args)) {
+    ShowUsage(std::cout);
+    return 0;
+  }
+  const DUMPPARAM param = MakePlan(args);
+  const stringEx summary = MakeSummary(param);
+  if (!Confirm(summary)) return 0;
+  CLog::GInfo("main"_sv, "recovery start\n"_sv + summary);
+  Dump(param);
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return HandleCommand(argc, argv);
+  } catch (...) {
+    return ReportFatal();
+  }
+}

@@ -1,0 +1,217 @@
+// The exception classes of the library and the numbers they carry.
+//
+// Every failure of the library is an exception of one tree with the root qvExp. The tree stands apart from
+// std::exception: a handler for the standard class does not see it. The one failure that is not of this tree
+// is exhausted memory, which stays std::bad_alloc.
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <utility>
+
+#include <qorv/string.h>
+
+namespace Qorv {
+
+/// What every failure of the library carries: a whole readable report and a number that says what failed.
+///
+/// The report has a heading that names class and operation, fields of the form "  name = value" one to a
+/// line, and, where a lower layer failed first, "@ " and the report of that layer, so that it reads from the
+/// outermost failure inward. It has no line break at its end. Numbers are unique within a class family only;
+/// they stand as constants below.
+///
+/// Copying shares the report's buffer and never throws. A const object may be read from many threads.
+class qvExp {
+ public:
+  qvExp(stringEx message, std::uint32_t code) noexcept : message_(std::move(message)), code_(code) {}
+  qvExp(const qvExp&) noexcept = default;
+  qvExp& operator=(const qvExp&) noexcept = default;
+  virtual ~qvExp() = default;
+
+  const stringEx& GetMessage() const noexcept { return message_; }
+  std::uint32_t GetCode() const noexcept { return code_; }
+
+ private:
+  stringEx message_;
+  std::uint32_t code_;
+};
+
+class utilExp : public qvExp {
+  using qvExp::qvExp;
+};
+
+class syssrvExp : public utilExp {
+  using utilExp::utilExp;
+};
+class threadExp : public syssrvExp {
+  using syssrvExp::syssrvExp;
+};
+class tconvExp : public syssrvExp {
+  using syssrvExp::syssrvExp;
+};
+class libiconvExp : public tconvExp {
+  using tconvExp::tconvExp;
+};
+class libicuExp : public tconvExp {
+  using tconvExp::tconvExp;
+};
+class tlsExp : public syssrvExp {
+  using syssrvExp::syssrvExp;
+};
+class dlllExp : public syssrvExp {
+  using syssrvExp::syssrvExp;
+};
+class procExp : public syssrvExp {
+  using syssrvExp::syssrvExp;
+};
+class regExp : public syssrvExp {
+  using syssrvExp::syssrvExp;
+};
+class timeExp : public syssrvExp {
+  using syssrvExp::syssrvExp;
+};
+
+class ioExp : public utilExp {
+  using utilExp::utilExp;
+};
+class fileExp : public ioExp {
+  using ioExp::ioExp;
+};
+class sysfileExp : public fileExp {
+  using fileExp::fileExp;
+};
+class pipeExp : public sysfileExp {
+  using sysfileExp::sysfileExp;
+};
+class fmppExp : public fileExp {
+  using fileExp::fileExp;
+};
+class cfileExp : public fileExp {
+  using fileExp::fileExp;
+};
+class isxfExp : public ioExp {
+  using ioExp::ioExp;
+};
+class dirExp : public ioExp {
+  using ioExp::ioExp;
+};
+class shmemExp : public ioExp {
+  using ioExp::ioExp;
+};
+
+class syncExp : public utilExp {
+  using utilExp::utilExp;
+};
+class rwlExp : public syncExp {
+  using syncExp::syncExp;
+};
+class eventExp : public syncExp {
+  using syncExp::syncExp;
+};
+class mutexExp : public syncExp {
+  using syncExp::syncExp;
+};
+class semExp : public syncExp {
+  using syncExp::syncExp;
+};
+
+class auxExp : public utilExp {
+  using utilExp::utilExp;
+};
+class logExp : public auxExp {
+  using auxExp::auxExp;
+};
+class csvExp : public auxExp {
+  using auxExp::auxExp;
+};
+
+/// Numbers of fileExp, sysfileExp, cfileExp, fmppExp and pipeExp: the step that failed.
+namespace fileCode {
+inline constexpr std::uint32_t pipe = 3;
+inline constexpr std::uint32_t open = 4;
+inline constexpr std::uint32_t close = 6;
+inline constexpr std::uint32_t read = 7;
+inline constexpr std::uint32_t write = 9;
+inline constexpr std::uint32_t unsupported = 11;
+inline constexpr std::uint32_t pushBack = 12;
+inline constexpr std::uint32_t seek = 13;
+inline constexpr std::uint32_t position = 14;
+inline constexpr std::uint32_t flush = 15;
+inline constexpr std::uint32_t streamBuffer = 16;
+inline constexpr std::uint32_t size = 17;
+inline constexpr std::uint32_t getTime = 18;
+inline constexpr std::uint32_t setTime = 19;
+inline constexpr std::uint32_t lock = 20;
+inline constexpr std::uint32_t unlock = 22;
+inline constexpr std::uint32_t resize = 23;
+inline constexpr std::uint32_t openMapping = 25;
+inline constexpr std::uint32_t createMapping = 26;
+inline constexpr std::uint32_t createView = 27;
+inline constexpr std::uint32_t releaseView = 28;
+inline constexpr std::uint32_t closeMapping = 29;
+inline constexpr std::uint32_t flushView = 30;
+inline constexpr std::uint32_t mappingName = 31;
+inline constexpr std::uint32_t brokenPipe = 34;
+inline constexpr std::uint32_t control = 35;  ///< a device control request, GetStorageInfo among them
+inline constexpr std::uint32_t duplicate = 36;
+inline constexpr std::uint32_t disclaim = 37;
+}  // namespace fileCode
+
+/// Numbers of threadExp.
+namespace threadCode {
+inline constexpr std::uint32_t create = 1;
+inline constexpr std::uint32_t alreadyCreated = 2;
+inline constexpr std::uint32_t invalidState = 3;
+inline constexpr std::uint32_t noThread = 4;
+inline constexpr std::uint32_t kill = 8;
+inline constexpr std::uint32_t getScheduling = 12;
+inline constexpr std::uint32_t setScheduling = 13;
+inline constexpr std::uint32_t times = 18;
+}  // namespace threadCode
+
+/// Numbers of mutexExp, eventExp and semExp.
+namespace syncCode {
+inline constexpr std::uint32_t create = 1;
+inline constexpr std::uint32_t openNamed = 2;
+inline constexpr std::uint32_t destroy = 3;
+inline constexpr std::uint32_t wait = 4;    ///< locking a mutex, waiting for an event or a semaphore
+inline constexpr std::uint32_t unlock = 5;  ///< mutexExp only
+inline constexpr std::uint32_t signal = 7;  ///< eventExp only
+}  // namespace syncCode
+
+/// Numbers of rwlExp.
+namespace rwlCode {
+inline constexpr std::uint32_t indexExhausted = 1;
+inline constexpr std::uint32_t refusedUpgrade = 10;
+}  // namespace rwlCode
+
+/// Numbers of dirExp.
+namespace dirCode {
+inline constexpr std::uint32_t path = 1;     ///< a path could not be made absolute or taken apart
+inline constexpr std::uint32_t storage = 2;  ///< a volume's layout could not be had
+}  // namespace dirCode
+
+/// Numbers of utilExp itself.
+namespace utilCode {
+inline constexpr std::uint32_t outOfRange = 1;
+}  // namespace utilCode
+
+namespace IMPL {
+
+/// Runs `step`, which may throw. While another exception is unwinding the stack, a failure of `step` is
+/// dropped, since two at once would end the process; otherwise it passes on. For work done inside
+/// destructors.
+template <class Step>
+void DropWhileUnwinding(Step&& step) {
+  if (std::uncaught_exceptions() == 0) {
+    std::forward<Step>(step)();
+    return;
+  }
+  try {
+    std::forward<Step>(step)();
+  } catch (...) {
+  }
+}
+
+}  // namespace IMPL
+}  // namespace Qorv

@@ -1,0 +1,136 @@
+// Threads as objects.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include <qorv/sync.h>
+
+namespace Qorv {
+
+class CThread_Imp;
+
+/// States of a thread object.
+namespace threadState {
+inline constexpr std::uint32_t none = 0;       ///< no thread
+inline constexpr std::uint32_t suspended = 1;  ///< created and not yet resumed, or suspended
+inline constexpr std::uint32_t running = 2;
+inline constexpr std::uint32_t stopping = 3;  ///< a stop has been requested, or the thread is being killed
+inline constexpr std::uint32_t ended = 4;     ///< ended by itself
+inline constexpr std::uint32_t killed = 5;
+}  // namespace threadState
+
+/// The abstract base of all threads. A derived class gives Run; the object is the handle on the one system
+/// thread that executes it. Threads are created detached: Wait is the only way to learn of an end.
+///
+/// state                | operation | next state | result
+/// ---------------------|-----------|------------|------------------------------------------------------------
+/// none, ended, killed  | Create    | suspended  | the thread exists and waits for Resume
+/// any other            | Create    | unchanged  | threadExp, code 2
+/// suspended            | Resume    | running    | the thread enters Run, or goes on behind TestStop
+/// running              | Resume    | running    | nothing
+/// any other            | Resume    | unchanged  | threadExp, code 3
+/// running              | Suspend   | suspended  | the thread blocks at its next TestStop
+/// suspended            | Suspend   | suspended  | nothing
+/// any other            | Suspend   | unchanged  | threadExp, code 3
+/// suspended            | TryStop   | stopping   | resumed first; TestStop is true from now on; false
+/// running, stopping    | TryStop   | stopping   | TestStop is true from now on; false
+/// none, ended, killed  | TryStop   | unchanged  | true
+/// suspended, running,  | Kill      | killed     | the thread runs no more code; objects on its stack are not
+/// stopping             |           |            | destroyed
+/// none, ended, killed  | Kill      | unchanged  | nothing
+/// running, stopping    | Run ends  | ended      | waiters are released
+///
+/// All operations may be called from any thread. The destructor kills a thread that is still alive and
+/// returns only when no Wait is inside the object: a derived class has to stop its thread before its own
+/// members go. Failures are threadExp with a number of threadCode, those of CSem and CEvent, and
+/// std::bad_alloc.
+class TThread {
+ public:
+  /// What is called with an exception in flight that no OnUncaught dealt with.
+  using UncaughtHandler = void (*)();
+
+  TThread() = default;
+  TThread(const TThread&) = delete;
+  TThread& operator=(const TThread&) = delete;
+
+  virtual ~TThread() noexcept(false);
+  /// Two places of the table of virtual operations that are kept and that nothing calls; both return 0.
+  virtual std::uint32_t Reserved1();
+  virtual std::uint32_t Reserved2();
+
+ protected:
+  /// The thread's body; what it returns becomes the exit code.
+  virtual std::uint32_t Run() = 0;
+  /// Called inside the handler of an exception that left Run. Returns true if it was dealt with. If not, the
+  /// process-wide handler is called, and where there is none the log is flushed and the process ends at once
+  /// with status 255.
+  virtual bool OnUncaught();
+  /// Called on the thread after Run has returned or OnUncaught has finished.
+  virtual void OnFinished();
+  /// Called by Kill with its argument before the thread is made to end.
+  virtual void OnKill(std::uint32_t code);
+  /// Turns the argument of Kill into the exit code to record.
+  virtual std::uint32_t KillExitCode(std::uint32_t code);
+
+ public:
+  /// Asks the thread to end. True if it was not alive to be asked, false if the request stands.
+  virtual bool TryStop();
+
+  /// Makes the thread; it enters Run after Resume. `autoDestroy`: the object, made by new, deletes itself
+  /// when the thread ends. `stackSize` in bytes; 0 takes the default of the process. Codes 1 and 2.
+  void Create(bool autoDestroy, std::uint64_t stackSize);
+  void Resume();
+  void Suspend();
+  void Kill(std::uint32_t code);
+
+  /// For the thread's own body, at its safe points: true if a stop has been requested; blocks while a suspend
+  /// is.
+  bool TestStop() {
+    const std::uint32_t flag = stopFlag_.load(std::memory_order_acquire);
+    return flag != 0 && TestStopSlow(flag);
+  }
+  /// True if the thread has ended, waiting up to `milliseconds` for that; waitForever waits without limit.
+  bool Wait(std::uint32_t milliseconds);
+
+  std::uint32_t GetState() const noexcept { return state_.load(std::memory_order_acquire); }
+  std::uint32_t GetExitCode() const noexcept { return exitCode_.load(std::memory_order_acquire); }
+
+  /// Sleeps the whole time, signals or not.
+  static void Sleep(std::uint32_t milliseconds) noexcept;
+  /// Sleeps one millisecond, less when a signal comes: the library's step of backing off.
+  static void SleepTick() noexcept;
+  /// The system's id of the calling thread.
+  static std::uint64_t CurrentThreadId() noexcept { return IMPL::CurrentThreadId(); }
+  /// Installs the process-wide handler for exceptions that no OnUncaught dealt with; null for none. Returns
+  /// the one before.
+  static UncaughtHandler SetUncaughtHandler(UncaughtHandler handler) noexcept;
+  /// Sets the stack size in bytes that Create takes for 0; 0 is the system's own default. Returns the one
+  /// before.
+  static std::uint64_t SetDefaultStackSize(std::uint64_t size) noexcept;
+
+ protected:
+  /// The lock that guards changes of state; a derived class may hold it across several operations.
+  FASTKSV_PCLOCK& StateLock() QORV_RETURN_CAPABILITY(lock_) { return lock_; }
+
+ private:
+  friend class CThread_Imp;
+
+  bool TestStopSlow(std::uint32_t flag);
+  bool KillAlive(CScopeLock<FASTKSV_PCLOCK>& guard) QORV_NO_THREAD_SAFETY_ANALYSIS;
+  void ReleaseImp() noexcept;
+  bool Execute(CThread_Imp& imp) noexcept;
+  void DealWithUncaught() noexcept;
+  void Finish(std::uint32_t code);
+
+  CThread_Imp* imp_ = nullptr;  // shared with the system thread by count
+  std::atomic<std::uint32_t> state_{threadState::none};
+  std::atomic<std::uint32_t> exitCode_{0};
+  std::atomic<std::uint32_t> stopFlag_{0};  // 0 none, 1 stop requested, all ones suspend requested
+  std::atomic<std::uint32_t> autoDestroy_{0};
+  FASTKSV_PCLOCK lock_;
+  std::uint32_t waiters_ = 0;  // threads inside Wait
+  IMPL::CLazySem suspendSem_;
+};
+
+}  // namespace Qorv

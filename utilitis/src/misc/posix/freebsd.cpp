@@ -1,0 +1,85 @@
+#include <sys/param.h>
+// The header above is the one that the next ones build on.
+#include <sys/disk.h>
+#include <sys/ioctl.h>
+#include <sys/mount.h>
+#include <sys/sysctl.h>
+#include <sys/vmmeter.h>
+#include <vm/vm_param.h>
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <pthread_np.h>
+#include <unistd.h>
+
+#include <string_view>
+
+#include "misc/posix/platform.h"
+
+namespace Qorv::IMPL::platform {
+namespace {
+
+template <class T>
+bool AskSystem(int first, int second, T* value) noexcept {
+  int name[] = {first, second};
+  std::size_t length = sizeof(*value);
+  return ::sysctl(name, 2, value, &length, nullptr, 0) == 0 && length == sizeof(*value);
+}
+
+}  // namespace
+
+std::uint64_t ThreadId() noexcept {
+  return static_cast<std::uint64_t>(::pthread_getthreadid_np());
+}
+
+int DeviceSectorSize(int descriptor, std::uint32_t* sectorSize) noexcept {
+  u_int size = 0;
+  if (RetryOnEintr([&] { return ::ioctl(descriptor, DIOCGSECTORSIZE, &size); }) < 0) return errno;
+  *sectorSize = size;
+  return 0;
+}
+
+int VolumeSectorSize(const char* path, std::uint32_t* sectorSize) noexcept {
+  struct statfs volume;
+  if (RetryOnEintr([&] { return ::statfs(path, &volume); }) < 0) return errno;
+  if (std::string_view(volume.f_mntfromname).starts_with("/dev/")) {
+    const int descriptor = RetryOnEintr([&] { return ::open(volume.f_mntfromname, O_RDONLY | O_CLOEXEC); });
+    if (descriptor >= 0) {
+      const int error = DeviceSectorSize(descriptor, sectorSize);
+      ::close(descriptor);
+      if (error == 0) return 0;
+    }
+  }
+  // Memory and network volumes have no device, and an ordinary user may not open one.
+  if (volume.f_bsize == 0) return ENODEV;
+  *sectorSize = static_cast<std::uint32_t>(volume.f_bsize);
+  return 0;
+}
+
+int DirectAccessFlag() noexcept {
+  return O_DIRECT;
+}
+
+// The system serves direct reads of any address, position and length.
+bool LeaveDirectAccess(int /*descriptor*/) noexcept {
+  return false;
+}
+
+MEMINFO MemoryInfo() noexcept {
+  MEMINFO info;
+  u_long real = 0;
+  if (!AskSystem(CTL_HW, HW_REALMEM, &real)) return info;
+  info.totalPhys = real;
+  struct vmtotal total;
+  const int pageSize = ::getpagesize();
+  if (!AskSystem(CTL_VM, VM_TOTAL, &total)) return info;
+  const auto bytes = [pageSize](auto pages) {
+    return static_cast<std::uint64_t>(pages) * static_cast<std::uint64_t>(pageSize);
+  };
+  info.freePhys = real - bytes(total.t_arm);
+  info.totalVirt = bytes(total.t_vm) + real;
+  info.freeVirt = bytes(total.t_vm - total.t_avm) + real;
+  return info;
+}
+
+}  // namespace Qorv::IMPL::platform

@@ -1,0 +1,51 @@
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include "misc/posix/linux_files.h"
+#include "misc/posix/platform.h"
+
+namespace Qorv::IMPL::platform {
+
+std::uint64_t ThreadId() noexcept {
+  return static_cast<std::uint64_t>(::gettid());
+}
+
+int DeviceSectorSize(int descriptor, std::uint32_t* sectorSize) noexcept {
+  int size = 0;
+  if (RetryOnEintr([&] { return ::ioctl(descriptor, BLKSSZGET, &size); }) < 0) return errno;
+  *sectorSize = static_cast<std::uint32_t>(size);
+  return 0;
+}
+
+int VolumeSectorSize(const char* path, std::uint32_t* sectorSize) noexcept {
+  struct stat status;
+  if (RetryOnEintr([&] { return ::stat(path, &status); }) < 0) return errno;
+  if (SysfsSectorSize("/sys", major(status.st_dev), minor(status.st_dev), sectorSize) == 0) return 0;
+  // No block device stands behind memory, overlay and network volumes.
+  struct statvfs volume;
+  if (RetryOnEintr([&] { return ::statvfs(path, &volume); }) < 0) return errno;
+  if (volume.f_frsize == 0) return ENODEV;
+  *sectorSize = static_cast<std::uint32_t>(volume.f_frsize);
+  return 0;
+}
+
+int DirectAccessFlag() noexcept {
+  return O_DIRECT;
+}
+
+bool LeaveDirectAccess(int descriptor) noexcept {
+  const int flags = RetryOnEintr([&] { return ::fcntl(descriptor, F_GETFL); });
+  if (flags < 0 || (flags & O_DIRECT) == 0) return false;
+  return RetryOnEintr([&] { return ::fcntl(descriptor, F_SETFL, flags & ~O_DIRECT); }) == 0;
+}
+
+MEMINFO MemoryInfo() noexcept {
+  return ReadMemInfo("/proc/meminfo");
+}
+
+}  // namespace Qorv::IMPL::platform

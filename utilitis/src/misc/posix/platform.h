@@ -1,0 +1,58 @@
+// The platform seam: everything that differs between operating systems stands behind these functions, with
+// one source file per system, chosen by the build. Nothing here throws; failures are errno values.
+#pragma once
+
+#include <cerrno>
+#include <cstdint>
+#include <string_view>
+
+namespace Qorv::IMPL {
+
+/// Repeats `call`, which returns a negative number and sets errno on failure, while a signal interrupts it.
+/// Every system call of the library goes through this, except lseek, fstat and utime, which are never
+/// repeated.
+template <class Call>
+auto RetryOnEintr(Call&& call) {
+  decltype(call()) result;
+  do {
+    result = call();
+  } while (result < 0 && errno == EINTR);
+  return result;
+}
+
+namespace platform {
+
+/// The system's id of the calling thread. Not cached.
+std::uint64_t ThreadId() noexcept;
+
+/// The signal by which TThread::Kill ends a thread: 66 on the system where the numbers were chosen.
+int KillSignal() noexcept;
+
+/// The symbolic name of a signal, "SIGSEGV" and so on; empty for a number without one.
+std::string_view SignalName(int number) noexcept;
+
+/// Sector size in bytes of the device behind `descriptor`. Returns 0 or an errno.
+int DeviceSectorSize(int descriptor, std::uint32_t* sectorSize) noexcept;
+
+/// Sector size in bytes of the volume that holds `path`, a zero-ended path that exists. Returns 0 or an
+/// errno.
+int VolumeSectorSize(const char* path, std::uint32_t* sectorSize) noexcept;
+
+/// Open flag for direct (uncached) access.
+int DirectAccessFlag() noexcept;
+
+/// Called after a read failed with EINVAL: if `descriptor` is in direct mode, and the system is one that
+/// refuses unaligned direct reads, switches direct mode off and returns true: the read is to be repeated.
+bool LeaveDirectAccess(int descriptor) noexcept;
+
+/// Bytes of memory. A figure that cannot be had is all ones.
+struct MEMINFO {
+  std::uint64_t totalPhys = ~std::uint64_t{0};
+  std::uint64_t freePhys = ~std::uint64_t{0};
+  std::uint64_t totalVirt = ~std::uint64_t{0};
+  std::uint64_t freeVirt = ~std::uint64_t{0};
+};
+MEMINFO MemoryInfo() noexcept;
+
+}  // namespace platform
+}  // namespace Qorv::IMPL

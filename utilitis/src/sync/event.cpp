@@ -1,0 +1,106 @@
+#include <cerrno>
+
+#include <qorv/sync.h>
+
+#include "error/message.h"
+#include "sync/deadline.h"
+
+namespace Qorv {
+namespace {
+
+using IMPL::CMessage;
+using Guard = CScopeLock<CMutex>;
+
+constexpr IMPL::ErrnoText createTexts[] = {
+    {EAGAIN, "the system lacked the necessary resources"},
+    {ENOMEM, "insufficient memory"},
+    {EBUSY, "attempt to reinitialize the mutex"},
+    {EINVAL, "invalid attr object"},
+};
+
+constexpr IMPL::ErrnoText waitTexts[] = {
+    {EINVAL, "the value specified by cond or mutex is invalid"},
+    {EPERM, "the mutex was not owned by the current thread at the time of the call"},
+};
+
+constexpr IMPL::ErrnoText timedWaitTexts[] = {
+    {EINVAL, "the value specified by cond, mutex or timeout is invalid"},
+    {EPERM, "the mutex was not owned by the current thread at the time of the call"},
+};
+
+constexpr IMPL::ErrnoText raiseTexts[] = {{EINVAL, "the value specified by cond is invalid"}};
+
+constexpr IMPL::ErrnoText destroyTexts[] = {
+    {EBUSY, "attempt to destroy a waiting event"},
+    {EINVAL, "the value specified by event is invalid"},
+};
+
+void Check(int error, std::string_view heading, IMPL::ErrnoTable texts, std::uint32_t code) {
+  if (error == 0) return;
+  CMessage(heading).Errno("  error code = ", "  error desc = ", error, texts).Throw<eventExp>(code);
+}
+
+}  // namespace
+
+CEvent::CEvent(bool raised) : raised_(raised) {
+  Check(::pthread_cond_init(&cond_, nullptr), "CEvent::CEvent - failed create event\n", createTexts,
+        syncCode::create);
+}
+
+// The system may block, rather than answer, when somebody waits; so the waiters are counted here.
+CEvent::~CEvent() noexcept(false) {
+  IMPL::DropWhileUnwinding([this] {
+    {
+      Guard guard(mutex_);
+      Check(waiters_ != 0 ? EBUSY : 0, "CEvent::~CEvent - failed close event\n", destroyTexts,
+            syncCode::destroy);
+    }
+    Check(::pthread_cond_destroy(&cond_), "CEvent::~CEvent - failed close event\n", destroyTexts,
+          syncCode::destroy);
+  });
+}
+
+void CEvent::RaiseEvent() {
+  Guard guard(mutex_);
+  raised_ = true;
+  Check(::pthread_cond_broadcast(&cond_), "CEvent/RaiseEvent - failed raise event\n", raiseTexts,
+        syncCode::signal);
+}
+
+void CEvent::ResetEvent() {
+  Guard guard(mutex_);
+  raised_ = false;
+}
+
+bool CEvent::IsRaised() {
+  Guard guard(mutex_);
+  return raised_;
+}
+
+// One wait, not in a loop: a wake counts as a raised event whatever woke the thread, also when the event has
+// been reset again since. That is meant.
+bool CEvent::WaitEvent() {
+  Guard guard(mutex_);
+  if (raised_) return true;
+  ++waiters_;
+  const int error = ::pthread_cond_wait(&cond_, mutex_.GetSysHandle());
+  --waiters_;
+  Check(error, "CEvent/WaitEvent - failed wait event\n", waitTexts, syncCode::wait);
+  return true;
+}
+
+bool CEvent::TimedWaitEvent(std::uint32_t milliseconds) {
+  if (milliseconds == waitForever) return WaitEvent();
+  Guard guard(mutex_);
+  if (raised_) return true;
+  if (milliseconds == 0) return false;
+  const timespec limit = IMPL::DeadlineIn(milliseconds);
+  ++waiters_;
+  const int error = ::pthread_cond_timedwait(&cond_, mutex_.GetSysHandle(), &limit);
+  --waiters_;
+  if (error == ETIMEDOUT) return false;
+  Check(error, "CEvent/TimedWaitEvent - failed wait event\n", timedWaitTexts, syncCode::wait);
+  return true;
+}
+
+}  // namespace Qorv

@@ -1,0 +1,95 @@
+#include <cerrno>
+
+#include <qorv/sync.h>
+
+#include "error/message.h"
+
+namespace Qorv {
+namespace {
+
+using IMPL::CMessage;
+
+constexpr IMPL::ErrnoText attributeTexts[] = {{ENOMEM, "insufficient memory exists to initialize the attrs"}};
+constexpr IMPL::ErrnoText typeTexts[] = {{EINVAL, "attr's type value is invalid"}};
+constexpr IMPL::ErrnoText releaseTexts[] = {{EINVAL, "the value specified by attr is invalid"}};
+
+constexpr IMPL::ErrnoText createTexts[] = {
+    {EAGAIN, "the system lacked the necessary resources"},
+    {ENOMEM, "insufficient memory"},
+    {EBUSY, "attempt to reinitialize the mutex"},
+    {EINVAL, "invalid attr object"},
+};
+
+constexpr IMPL::ErrnoText lockTexts[] = {
+    {EINVAL, "mutex object does not correctly initialized"},
+    {EAGAIN, "maximum number of recursive locks has been exceeded"},
+    {EDEADLK, "deadlock detected"},
+};
+
+constexpr IMPL::ErrnoText unlockTexts[] = {
+    {EINVAL, "mutex object does not correctly initialized"},
+    {EAGAIN, "maximum number of recursive locks has been exceeded"},
+    {EPERM, "the current thread does not own the mutex"},
+};
+
+constexpr IMPL::ErrnoText destroyTexts[] = {
+    {EBUSY, "attempt to destroy a locked mutex"},
+    {EINVAL, "the value specified by mutex is invalid"},
+};
+
+void Check(int error, std::string_view heading, IMPL::ErrnoTable texts, std::uint32_t code) {
+  if (error == 0) return;
+  CMessage(heading).Errno("  error code = ", "  error desc = ", error, texts).Throw<mutexExp>(code);
+}
+
+// The attributes of a recursive mutex, for the time of its making.
+class CAttributes {
+ public:
+  CAttributes() {
+    Check(::pthread_mutexattr_init(&attributes_), "CMutex::CMutex - failed create mutex attribute\n",
+          attributeTexts, syncCode::create);
+  }
+  CAttributes(const CAttributes&) = delete;
+  CAttributes& operator=(const CAttributes&) = delete;
+  ~CAttributes() noexcept(false) {
+    const int error = ::pthread_mutexattr_destroy(&attributes_);
+    IMPL::DropWhileUnwinding([=] {
+      Check(error, "CMutex::CMutex - failed release mutex attribute\n", releaseTexts, syncCode::create);
+    });
+  }
+
+  const pthread_mutexattr_t* MakeRecursive() {
+    Check(::pthread_mutexattr_settype(&attributes_, PTHREAD_MUTEX_RECURSIVE),
+          "CMutex::CMutex - failed create mutex (set type)\n", typeTexts, syncCode::create);
+    return &attributes_;
+  }
+
+ private:
+  pthread_mutexattr_t attributes_;
+};
+
+}  // namespace
+
+CMutex::CMutex(bool locked) QORV_NO_THREAD_SAFETY_ANALYSIS {
+  CAttributes attributes;
+  Check(::pthread_mutex_init(&mutex_, attributes.MakeRecursive()), "CMutex::CMutex - failed create mutex\n",
+        createTexts, syncCode::create);
+  if (locked) Lock();
+}
+
+CMutex::~CMutex() noexcept(false) {
+  const int error = ::pthread_mutex_destroy(&mutex_);
+  IMPL::DropWhileUnwinding(
+      [=] { Check(error, "CMutex::~CMutex - failed close mutex\n", destroyTexts, syncCode::destroy); });
+}
+
+void CMutex::Lock() QORV_NO_THREAD_SAFETY_ANALYSIS {
+  Check(::pthread_mutex_lock(&mutex_), "CMutex::Lock - failed lock mutex\n", lockTexts, syncCode::wait);
+}
+
+void CMutex::Unlock() QORV_NO_THREAD_SAFETY_ANALYSIS {
+  Check(::pthread_mutex_unlock(&mutex_), "CMutex::Unlock - failed unlock mutex\n", unlockTexts,
+        syncCode::unlock);
+}
+
+}  // namespace Qorv

@@ -1,0 +1,96 @@
+#include <cerrno>
+
+#include <qorv/sync.h>
+
+#include "error/message.h"
+#include "misc/posix/platform.h"
+#include "sync/deadline.h"
+
+namespace Qorv {
+namespace {
+
+using IMPL::CMessage;
+
+constexpr IMPL::ErrnoText createTexts[] = {
+    {EINVAL, "the init value exceeds max limited"},
+    {ENOSPC, "the max semaphores limit has been reached"},
+    {EPERM, "permission denied"},
+};
+
+constexpr IMPL::ErrnoText waitTexts[] = {
+    {EINVAL, "current object is not a valid semaphore"},
+    {EDEADLK, "deadlock detected"},
+};
+
+constexpr IMPL::ErrnoText timedWaitTexts[] = {
+    {EINVAL, "invalid semaphore obj or invalid timeout argument"},
+    {EDEADLK, "deadlock detected"},
+};
+
+constexpr IMPL::ErrnoText destroyTexts[] = {
+    {EBUSY, "there are currently processes blocked on the semaphore"},
+    {EINVAL, "current object is not a valid semaphore"},
+};
+
+[[noreturn]] void ThrowWait(int error) {
+  CMessage("CSem::P - failed P a semaphore\n")
+      .Errno("  error code = ", "  error desc = ", error, waitTexts)
+      .Throw<semExp>(syncCode::wait);
+}
+
+}  // namespace
+
+void CSem::__Init(std::uint32_t value, std::uint32_t /*maximum*/) {
+  if (::sem_init(&sem_, 0, value) == 0) return;
+  const int error = errno;
+  CMessage("CSem::__Init - failed create semaphore\n")
+      .Errno("  error code = ", "  error desc = ", error, createTexts)
+      .Throw<semExp>(syncCode::create);
+}
+
+CSem::~CSem() noexcept(false) {
+  if (::sem_destroy(&sem_) == 0) return;
+  const int error = errno;
+  IMPL::DropWhileUnwinding([=] {
+    CMessage("CSem::~CSem - failed destroy semaphore\n")
+        .Errno("  error code = ", "  error desc = ", error, destroyTexts)
+        .Throw<semExp>(syncCode::destroy);
+  });
+}
+
+bool CSem::P() {
+  if (IMPL::RetryOnEintr([this] { return ::sem_wait(&sem_); }) == 0) return true;
+  ThrowWait(errno);
+}
+
+bool CSem::TryP() {
+  if (IMPL::RetryOnEintr([this] { return ::sem_trywait(&sem_); }) == 0) return true;
+  if (errno == EAGAIN) return false;
+  ThrowWait(errno);
+}
+
+bool CSem::TimedP(std::uint32_t milliseconds) {
+  if (milliseconds == 0) return TryP();
+  if (milliseconds == waitForever) return P();
+  const timespec limit = IMPL::DeadlineIn(milliseconds);
+  if (IMPL::RetryOnEintr([&] { return ::sem_timedwait(&sem_, &limit); }) == 0) return true;
+  const int error = errno;
+  if (error == ETIMEDOUT) return false;
+  CMessage("CSem/TimedWait - failed P a semaphore\n")
+      .Errno("  error code = ", "  error desc = ", error, timedWaitTexts)
+      .Throw<semExp>(syncCode::wait);
+}
+
+void CSem::V(std::uint32_t n) {
+  for (; n > 0; --n) {
+    if (::sem_post(&sem_) == 0) continue;
+    const int error = errno;
+    // The heading is that of P, and the description the same for every number. Both are meant.
+    CMessage("CSem::P - failed P a semaphore\n")
+        .Field("  error code = ", error)
+        .Field("  error desc = ", "current object is not a valid semaphore")
+        .Throw<semExp>(syncCode::wait);
+  }
+}
+
+}  // namespace Qorv

@@ -1,0 +1,287 @@
+#include <time.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include <qorv/log.h>
+#include <qorv/thread.h>
+
+#include "error/message.h"
+#include "thread/thread_imp.h"
+
+namespace Qorv {
+namespace {
+
+using namespace threadState;
+using Guard = CScopeLock<FASTKSV_PCLOCK>;
+
+constexpr std::uint32_t stopRequested = 1;
+constexpr std::uint32_t suspendRequested = ~std::uint32_t{0};
+
+std::atomic<TThread::UncaughtHandler> uncaughtHandler{nullptr};
+std::atomic<std::uint64_t> defaultStackSize{0};
+
+bool IsAlive(std::uint32_t state) noexcept {
+  return state == suspended || state == running || state == stopping;
+}
+
+[[noreturn]] void ThrowInvalidState(std::string_view heading, std::uint32_t state) {
+  stringEx text(heading);
+  throw threadExp(text.append_uint(state), threadCode::invalidState);
+}
+
+// What must not be thrown on has not been dealt with by anybody: the log is written, and the process is gone.
+[[noreturn]] void EndProcess() noexcept {
+  CLog::GFlush();
+  ::_exit(-1);
+}
+
+}  // namespace
+
+TThread::~TThread() noexcept(false) {
+  IMPL::DropWhileUnwinding([this] {
+    for (;; SleepTick()) {
+      Guard guard(lock_);
+      if (IsAlive(GetState()) && KillAlive(guard)) state_.exchange(killed);
+      if (IsAlive(GetState()) || waiters_ != 0) continue;
+      ReleaseImp();
+      stopFlag_.exchange(0);
+      return;
+    }
+  });
+}
+
+std::uint32_t TThread::Reserved1() {
+  return 0;
+}
+std::uint32_t TThread::Reserved2() {
+  return 0;
+}
+bool TThread::OnUncaught() {
+  return false;
+}
+void TThread::OnFinished() {}
+void TThread::OnKill(std::uint32_t /*code*/) {}
+std::uint32_t TThread::KillExitCode(std::uint32_t code) {
+  return code;
+}
+
+void TThread::Create(bool autoDestroy, std::uint64_t stackSize) {
+  Guard guard(lock_);
+  while (!IsAlive(GetState()) && waiters_ != 0) {
+    guard.Leave();
+    SleepTick();
+    guard.Enter();
+  }
+  if (IsAlive(GetState())) {
+    throw threadExp(stringEx::view("TThread::Create - the thread was already created"),
+                    threadCode::alreadyCreated);
+  }
+  autoDestroy_.exchange(autoDestroy ? 1 : 0);
+  exitCode_.exchange(0);
+  stopFlag_.exchange(0);  // what the thread before was asked is nothing to this one
+  ReleaseImp();
+  imp_ = new CThread_Imp;
+  try {
+    imp_->Create(*this, stackSize != 0 ? stackSize : defaultStackSize.load());
+  } catch (...) {
+    ReleaseImp();
+    state_.exchange(none);
+    throw;
+  }
+  state_.exchange(suspended);
+}
+
+void TThread::Resume() {
+  Guard guard(lock_);
+  if (GetState() == running) return;
+  if (GetState() != suspended) ThrowInvalidState("TThread::Resume - invalid state : ", GetState());
+  if (stopFlag_.load() == suspendRequested) {
+    stopFlag_.exchange(0);
+    suspendSem_.Get().V(1);
+  } else {
+    imp_->LetStart();
+  }
+  state_.exchange(running);
+}
+
+void TThread::Suspend() {
+  Guard guard(lock_);
+  if (GetState() == suspended) return;
+  if (GetState() != running) ThrowInvalidState("TThread::Suspend - invalid state : ", GetState());
+  while (suspendSem_.Get().TryP()) {
+  }
+  stopFlag_.exchange(suspendRequested);
+  state_.exchange(suspended);
+}
+
+bool TThread::TryStop() {
+  Guard guard(lock_);
+  if (!IsAlive(GetState())) return true;
+  if (GetState() == suspended) Resume();
+  state_.exchange(stopping);
+  stopFlag_.exchange(stopRequested);
+  return false;
+}
+
+bool TThread::TestStopSlow(std::uint32_t flag) {
+  if (flag != suspendRequested) return true;
+  suspendSem_.Get().P();
+  return false;
+}
+
+// Called under the lock, which is given up while the thread is on its way to its end: a thread that ends by
+// itself needs it. True if the thread has been killed, by this call or another, and its end is still to be
+// noted in the state.
+bool TThread::KillAlive(Guard& guard) {
+  state_.exchange(stopping);
+  CThread_Imp* const imp = imp_;
+  imp->AddRef();
+  const bool isKilling = [&] {
+    try {
+      return imp->RequestKill();
+    } catch (...) {
+      imp->Release();
+      throw;
+    }
+  }();
+  guard.Leave();
+  if (isKilling) {
+    imp->WaitForEnd(waitForever);
+  } else {
+    SleepTick();
+  }
+  imp->Release();
+  guard.Enter();
+  return isKilling && GetState() == stopping;
+}
+
+void TThread::Kill(std::uint32_t code) {
+  Guard guard(lock_);
+  if (!IsAlive(GetState())) return;
+  state_.exchange(stopping);
+  OnKill(code);
+  const bool isSelf = imp_->IsCurrent();
+  if (!isSelf) {
+    while (!KillAlive(guard)) {
+      if (!IsAlive(GetState())) return;
+    }
+  }
+  state_.exchange(killed);
+  exitCode_.exchange(KillExitCode(code));
+  CThread_Imp* const imp = imp_;
+  if (autoDestroy_.load() != 0) {
+    guard.Leave();
+    try {
+      delete this;
+    } catch (const qvExp& failure) {
+      IMPL::CMessage("TThread::Kill - unexpected error on auto destroy\n")
+          .Inner(failure)
+          .Throw<threadExp>(threadCode::kill);
+    } catch (...) {
+      throw threadExp(stringEx::view("TThread::Kill - unexpected error on auto destroy\n@ unknown error"),
+                      threadCode::kill);
+    }
+    if (isSelf) imp->KillCurrent();
+    return;
+  }
+  if (isSelf) {
+    guard.Leave();
+    imp->KillCurrent();
+  }
+}
+
+bool TThread::Wait(std::uint32_t milliseconds) {
+  Guard guard(lock_);
+  if (!IsAlive(GetState())) return true;
+  ++waiters_;
+  CThread_Imp* const imp = imp_;
+  guard.Leave();
+  bool isEnded = false;
+  std::exception_ptr failure;
+  try {
+    isEnded = imp->WaitForEnd(milliseconds);
+  } catch (...) {
+    failure = std::current_exception();
+  }
+  guard.Enter();
+  if (--waiters_ == 0 && !IsAlive(GetState())) ReleaseImp();
+  if (failure) std::rethrow_exception(failure);
+  return isEnded;
+}
+
+void TThread::ReleaseImp() noexcept {
+  if (imp_ != nullptr) std::exchange(imp_, nullptr)->Release();
+}
+
+// The thread's life behind the start semaphore. False if it has been killed: the object may then be gone.
+bool TThread::Execute(CThread_Imp& imp) noexcept {
+  {
+    Guard guard(lock_);
+    imp.DiscardStart();
+  }
+  std::uint32_t code = 0;
+  try {
+    if (!imp.OpenToKill()) return false;
+    code = Run();
+    imp.CloseToKill();
+  } catch (...) {
+    imp.CloseToKill();
+    DealWithUncaught();
+  }
+  if (!imp.BeginEnding()) return false;
+  try {
+    OnFinished();
+  } catch (...) {
+    DealWithUncaught();
+  }
+  Finish(code);
+  return true;
+}
+
+// With the exception in flight.
+void TThread::DealWithUncaught() noexcept {
+  try {
+    if (OnUncaught()) return;
+    if (const UncaughtHandler handler = uncaughtHandler.load()) return handler();
+  } catch (...) {
+  }
+  EndProcess();
+}
+
+// Whoever waits holds the object: it goes only when the last of them has left, and this thread, which may
+// still be leaving the lock, touches nothing of the object behind the step that lets others in.
+void TThread::Finish(std::uint32_t code) {
+  Guard guard(lock_);
+  exitCode_.exchange(code);
+  state_.exchange(ended);
+  if (waiters_ != 0) {
+    imp_->RaiseEnd();
+  } else {
+    ReleaseImp();
+  }
+  if (autoDestroy_.load() == 0) return;
+  guard.Leave();
+  delete this;
+}
+
+void TThread::Sleep(std::uint32_t milliseconds) noexcept {
+  timespec rest{static_cast<time_t>(milliseconds / 1000), static_cast<long>(milliseconds % 1000) * 1'000'000};
+  while (::nanosleep(&rest, &rest) != 0 && errno == EINTR) {
+  }
+}
+
+void TThread::SleepTick() noexcept {
+  const timespec tick{0, 1'000'000};
+  ::nanosleep(&tick, nullptr);
+}
+
+TThread::UncaughtHandler TThread::SetUncaughtHandler(UncaughtHandler handler) noexcept {
+  return uncaughtHandler.exchange(handler);
+}
+
+std::uint64_t TThread::SetDefaultStackSize(std::uint64_t size) noexcept {
+  return defaultStackSize.exchange(size);
+}
+
+}  // namespace Qorv

@@ -1,0 +1,43 @@
+#include <sys/times.h>
+#include <unistd.h>
+
+#include <type_traits>
+
+#include <qorv/sync.h>
+#include <qorv/time.h>
+
+#include "time/widened_count.h"
+
+namespace Qorv {
+namespace {
+
+using Ticks = std::make_unsigned_t<clock_t>;
+
+Ticks RawTicks() noexcept {
+  tms unused;
+  return static_cast<Ticks>(::times(&unused));
+}
+
+std::uint64_t ToMilliseconds(std::uint64_t ticks) noexcept {
+  static const long perSecond = ::sysconf(_SC_CLK_TCK);
+  static const bool exact = 1000 % perSecond == 0;
+  if (exact) return ticks * static_cast<std::uint64_t>(1000 / perSecond);
+  return static_cast<std::uint64_t>(static_cast<double>(ticks) * (1000.0 / static_cast<double>(perSecond)));
+}
+
+constinit FASTKSV_PCLOCK countLock;
+constinit IMPL::CWidenedCount<Ticks> count QORV_GUARDED_BY(countLock);
+
+}  // namespace
+
+std::uint64_t GetTickCount() noexcept {
+  return ToMilliseconds(RawTicks());
+}
+
+std::uint64_t GetTickCount64() {
+  CScopeLock<FASTKSV_PCLOCK> guard(countLock);
+  // Read inside the lock: an older value behind a newer one would count as a wrap.
+  return ToMilliseconds(count.Advance(RawTicks()));
+}
+
+}  // namespace Qorv
