@@ -1,0 +1,161 @@
+// The fast recursive lock, its lazy semaphore, the scope guard and the system mutex.
+#include <gtest/gtest.h>
+
+#include <semaphore.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include <qorv/sync.h>
+#include <qorv/thread.h>
+
+namespace {
+std::atomic<int> semaphoresMade{0};
+}
+
+extern "C" {
+int __real_sem_init(sem_t* sem, int shared, unsigned value);   // NOLINT
+int __wrap_sem_init(sem_t* sem, int shared, unsigned value) {  // NOLINT
+  ++semaphoresMade;
+  return __real_sem_init(sem, shared, value);
+}
+// Some cases misuse a mutex on purpose and look at what is reported.
+const char* __tsan_default_options() {
+  return "report_mutex_bugs=0 report_destroy_locked=0";
+}  // NOLINT
+}
+
+namespace {
+
+using Qorv::FASTKSV_PCLOCK;
+using Guard = Qorv::CScopeLock<FASTKSV_PCLOCK>;
+
+// Starts `count` threads that all begin together.
+template <class Body>
+void Together(int count, Body body) {
+  std::atomic<int> ready{0};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < count; ++i) {
+    threads.emplace_back([&] {
+      ++ready;
+      while (ready < count)
+        std::this_thread::yield();
+      body();
+    });
+  }
+  for (std::thread& thread : threads)
+    thread.join();
+}
+
+TEST(FastLock, UncontendedLockOwnsNoSemaphore) {
+  semaphoresMade = 0;
+  FASTKSV_PCLOCK lock;
+  for (int i = 0; i < 1000; ++i) {
+    Guard outer(lock);
+    Guard inner(lock);
+  }
+  EXPECT_EQ(semaphoresMade, 0);
+}
+
+TEST(FastLock, ExcludesOthersAndMakesOneSemaphore) {
+  for (int round = 0; round < 50; ++round) {
+    FASTKSV_PCLOCK lock;
+    std::int64_t plainCount = 0;
+    semaphoresMade = 0;
+    std::atomic<int> winners{0};
+    Together(4, [&] {
+      for (int i = 0; i < 500; ++i) {
+        Guard guard(lock);
+        ++plainCount;
+      }
+      ++winners;
+    });
+    EXPECT_EQ(plainCount, 2000);
+    // Concurrent makers may each make one; all but one are destroyed again.
+    EXPECT_LE(semaphoresMade, 4);
+  }
+}
+
+TEST(FastLock, RecursionHoldsUntilTheLastLeave) {
+  FASTKSV_PCLOCK lock;
+  std::atomic<bool> isIn{false};
+  lock.Enter();
+  lock.Enter();
+  std::thread other([&] {
+    Guard guard(lock);
+    isIn = true;
+  });
+  lock.Leave();
+  for (int i = 0; i < 100; ++i)
+    std::this_thread::yield();
+  EXPECT_FALSE(isIn);
+  lock.Leave();
+  other.join();
+  EXPECT_TRUE(isIn);
+}
+
+struct LockThatFailsToLeave {
+  void Enter() {}
+  void Leave() { throw std::runtime_error("leaving"); }
+};
+
+std::string FailureOf(bool throwsInside) {
+  LockThatFailsToLeave lock;
+  try {
+    Qorv::CScopeLock<LockThatFailsToLeave> guard(lock);
+    if (throwsInside) throw std::runtime_error("inside");
+  } catch (const std::runtime_error& failure) {
+    return failure.what();
+  }
+  return "none";
+}
+
+TEST(ScopeLock, FailureOfLeavingGivesWayToAnotherException) {
+  EXPECT_EQ(FailureOf(true), "inside");
+  EXPECT_EQ(FailureOf(false), "leaving");
+}
+
+TEST(ThreadId, ChildOfForkHasItsOwn) {
+  const std::uint64_t parent = Qorv::TThread::CurrentThreadId();
+  const pid_t child = ::fork();
+  if (child == 0) ::_exit(Qorv::TThread::CurrentThreadId() == static_cast<std::uint64_t>(::getpid()) ? 0 : 1);
+  int status = 0;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(Qorv::TThread::CurrentThreadId(), parent);
+}
+
+template <class Operation>
+void ExpectMutexFailure(Operation operation, std::uint32_t code, const char* message) {
+  try {
+    operation();
+    ADD_FAILURE() << "no exception";
+  } catch (const Qorv::mutexExp& failure) {
+    EXPECT_EQ(failure.GetCode(), code);
+    EXPECT_STREQ(failure.GetMessage().data(), message);
+  }
+}
+
+TEST(Mutex, LockedFromTheStartNeedsTwoUnlocks) {
+  Qorv::CMutex mutex(true);
+  mutex.Lock();
+  mutex.Unlock();
+  mutex.Unlock();
+  ExpectMutexFailure([&] { mutex.Unlock(); }, Qorv::syncCode::unlock,
+                     "CMutex::Unlock - failed unlock mutex\n  error code = 1\n"
+                     "  error desc = the current thread does not own the mutex");
+}
+
+TEST(Mutex, DestroyingAHeldOneIsReported) {
+  ExpectMutexFailure([] { Qorv::CMutex mutex(true); }, Qorv::syncCode::destroy,
+                     "CMutex::~CMutex - failed close mutex\n  error code = 16\n"
+                     "  error desc = attempt to destroy a locked mutex");
+}
+
+}  // namespace

@@ -1,0 +1,50 @@
+// A thread that does what a case tells it and shows where it is.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <utility>
+
+#include <qorv/thread.h>
+
+namespace TestThread {
+
+class CProbe : public Qorv::TThread {
+ public:
+  explicit CProbe(std::function<std::uint32_t(CProbe&)> body) : body_(std::move(body)) {}
+  ~CProbe() noexcept(false) override { Kill(0); }
+
+  /// Runs until told to stop.
+  static std::uint32_t UntilStopped(CProbe& self) {
+    self.isRunning_ = true;
+    while (!self.TestStop())
+      SleepTick();
+    return 7;
+  }
+  /// Never looks at the stop flag.
+  static std::uint32_t ForEver(CProbe& self) {
+    self.isRunning_ = true;
+    for (;;)
+      SleepTick();
+  }
+
+  void AwaitRunning() const {
+    while (!isRunning_)
+      SleepTick();
+  }
+  void MarkRunning() { isRunning_ = true; }
+  bool WasRunning() const { return isRunning_; }
+  int GetFinished() const { return finished_; }
+
+ protected:
+  std::uint32_t Run() override { return body_(*this); }
+  void OnFinished() override { ++finished_; }
+  std::uint32_t KillExitCode(std::uint32_t code) override { return code + 100; }
+
+ private:
+  std::function<std::uint32_t(CProbe&)> body_;
+  std::atomic<bool> isRunning_{false};
+  std::atomic<int> finished_{0};
+};
+
+}  // namespace TestThread
