@@ -7,12 +7,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <deque>
 #include <iostream>
 #include <limits>
 #include <new>
-#include <vector>
 
 #include <qorv/error.h>
 #include <qorv/file.h>
@@ -110,33 +110,53 @@ void ReportUncaught(const stringEx& channel, const stringEx& tag) {
 
 using Buffer = Qorv::basic_buffer<unsigned char>;
 
-// Buffers that the writer is done with and the reader fills again, the latest first, since it is the one that
-// the processor's caches still hold. Fresh memory would cost a page fault for each page of it. There are
-// never more buffers than were once in use at the same time.
+// Buffers that the writer is done with and the reader fills again. Fresh memory costs a page fault for each page of it,
+// and memory that was used long ago is in no cache. So, once it has enough buffers under way, the reader gives the writer
+// a moment to hand one back before it takes another: a target that keeps pace then sees a short queue of warm buffers,
+// and one that has stalled still gets its queue filled. There are never more buffers than were once in use together.
+//
+// A ring between one taker, the reader, and one giver, the writer.
 class CSpareBuffers {
  public:
-  // A buffer with room for `size` bytes, the caller's alone.
+  // A buffer with room for `size` bytes.
   Buffer Take(std::uint64_t size) {
-    Buffer buffer;
-    {
-      Qorv::CScopeLock<Qorv::FASTKSV_PCLOCK> guard(lock_);
-      if (!spares_.empty()) {
-        buffer = std::move(spares_.back());
-        spares_.pop_back();
+    Buffer buffer = std::move(kept_);
+    if (buffer.capacity() == 0) {
+      const std::uint64_t eager = std::clamp<std::uint64_t>(eagerBytes / size, 4, places / 2);
+      if (count_.TimedP(made_ < eager ? 0 : patience)) {
+        const std::uint64_t place = taken_.load(std::memory_order_relaxed);
+        buffer = std::move(ring_[place % places]);
+        taken_.store(place + 1, std::memory_order_release);
+      } else {
+        ++made_;
       }
     }
     if (static_cast<std::uint64_t>(buffer.capacity()) < size) buffer.reserve_discard(size);
     return buffer;
   }
 
+  // For the taker, who had no use for the buffer after all.
+  void Keep(Buffer&& buffer) { kept_ = std::move(buffer); }
+
+  // What the ring has no place for is freed.
   void Give(Buffer&& buffer) {
-    Qorv::CScopeLock<Qorv::FASTKSV_PCLOCK> guard(lock_);
-    spares_.push_back(std::move(buffer));
+    Buffer own = std::move(buffer);
+    if (given_ - taken_.load(std::memory_order_acquire) == places) return;
+    ring_[given_++ % places] = std::move(own);
+    count_.V(1);
   }
 
  private:
-  std::vector<Buffer> spares_ QORV_GUARDED_BY(lock_);
-  Qorv::FASTKSV_PCLOCK lock_;
+  static constexpr std::uint64_t places = 64;
+  static constexpr std::uint64_t eagerBytes = 4U << 20;
+  static constexpr std::uint32_t patience = 1;  // milliseconds
+
+  std::array<Buffer, places> ring_;
+  Qorv::CSem count_{0, places};  // of buffers in the ring
+  std::atomic<std::uint64_t> taken_{0};
+  std::uint64_t given_ = 0;
+  std::uint64_t made_ = 0;
+  Buffer kept_;
 };
 
 // Owns the target and writes what it is told where it is told.
@@ -362,7 +382,7 @@ bool CReader::ReadBlock() {
   try {
     size = source_.Read(command.data.writable() + command.offset, blockSize);
   } catch (const Qorv::sysfileExp& failure) {
-    spares_.Give(std::move(command.data));
+    spares_.Keep(std::move(command.data));
     return SkipBlock(failure);
   }
   if (size == 0) return false;
@@ -397,7 +417,7 @@ void CReader::MedPass(std::int64_t start) {
     try {
       size = ReadAt(command, pos, medSize);
     } catch (const Qorv::sysfileExp& failure) {
-      spares_.Give(std::move(command.data));
+      spares_.Keep(std::move(command.data));
       ReportFailure(Qorv::logLevel::warning, "## [WARNING]: "_sv,
                     MessageAt("error reading med at byte position: ", pos), failure);
       sectorQueue_.push_back(pos);

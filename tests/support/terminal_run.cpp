@@ -59,9 +59,9 @@ Pipe MakePipe() {
 
 // The program's side and the test's side of one run. Without output processing the screen is what was
 // written.
-class Session {
+class CTerminalRun {
  public:
-  explicit Session(const RUNSPEC& spec) : spec_(spec) {
+  explicit CTerminalRun(const RUNSPEC& spec) : spec_(spec) {
     if (spec.hasTerminal) {
       OpenTerminal();
     } else {
@@ -136,10 +136,16 @@ class Session {
         kill(-child_, SIGKILL);
         return;
       }
-      if (waiting[0].revents != 0 && !TakeInto(result_.screen, screen_.Get())) screenOpen_ = false;
+      if (waiting[0].revents != 0) TakeScreen();
       if (waiting[1].revents != 0 && !TakeInto(result_.errors, errors_.read.Get())) errors_.read.Close();
       AnswerPrompts();
     }
+  }
+
+  void TakeScreen() {
+    const std::size_t seen = result_.screen.size();
+    screenOpen_ = TakeInto(result_.screen, screen_.Get());
+    if (spec_.onScreen) spec_.onScreen(std::string_view(result_.screen).substr(seen));
   }
 
   static bool TakeInto(std::string& text, int descriptor) {
@@ -185,7 +191,7 @@ class Session {
 }  // namespace
 
 RUNRESULT RunOnTerminal(const RUNSPEC& spec) {
-  return Session(spec).Run();
+  return CTerminalRun(spec).Run();
 }
 
 }  // namespace TestSupport

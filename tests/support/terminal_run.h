@@ -5,8 +5,10 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace TestSupport {
@@ -22,6 +24,7 @@ struct RUNSPEC {
   std::vector<ANSWER> answers;                     ///< in the order of their texts on the screen
   std::map<std::string, std::string> environment;  ///< on top of the test's own
   std::string workingDirectory;                    ///< empty: the test's own
+  std::function<void(std::string_view)> onScreen;  ///< if set, sees each piece of the screen as it comes
   std::uint16_t rows = 24;
   std::uint16_t columns = 80;
   bool hasTerminal = true;          ///< without one, what goes to standard output is the screen

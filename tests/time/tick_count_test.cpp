@@ -39,6 +39,7 @@ TEST(TickCount, IsTheSystemsInMilliseconds) {
 
 TEST(TickCount, NeverGoesBackWhoeverAsks) {
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([] {
       std::uint64_t last = 0;

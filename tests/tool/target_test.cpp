@@ -130,8 +130,8 @@ INSTANTIATE_TEST_SUITE_P(Rows, QueueTest, ::testing::ValuesIn(queues), rowName);
 TEST_F(TargetTest, MemoryStaysWithinTheQueue) {
   constexpr std::int64_t megabyte = 1 << 20;
   constexpr std::int64_t blocks = 8;
-  WriteSourceBytes(96 * megabyte);
-  TargetFault("slow write 2000");
+  WriteSourceBytes(64 * megabyte);
+  TargetFault("slow write 15000");
   Run({"-sector:512", "-maxbuf:8m"});
   ExpectStatus(0);
   EXPECT_LT(Result().peakMemory, (blocks + 2) * (megabyte + sector) + 16 * megabyte);

@@ -60,6 +60,16 @@ class CLazySem {
   std::atomic<CSem*> sem_{nullptr};
 };
 
+/// True on a machine with more than one processor, where waiting awake can help. Fixed at static initialisation.
+extern const bool MultiProcessor;
+
+/// Tells the processor that this is a loop that waits.
+inline void RelaxProcessor() noexcept {
+#if defined(__x86_64__) || defined(__i386__)
+  __builtin_ia32_pause();
+#endif
+}
+
 /// System id of the calling thread, asked for once per thread.
 std::uint64_t CurrentThreadId() noexcept;
 
@@ -169,7 +179,7 @@ class CMessageQueue {
   void Push(Item&& item) { Emplace(std::move(item)); }
 
   void Pop(Item& item) {
-    items_.P();
+    AwaitItem();
     {
       CScopeLock<Lock> guard(lock_);
       item = std::move(container_.front());
@@ -192,6 +202,16 @@ class CMessageQueue {
       throw;
     }
     items_.V(1);
+  }
+
+  // A producer that is busy has the next item ready sooner than a thread can be put to sleep and woken. So the
+  // consumer looks a few times before it sleeps, and both save their system calls.
+  void AwaitItem() {
+    for (std::uint32_t looks = IMPL::MultiProcessor ? 400 : 1; looks > 0; --looks) {
+      if (items_.TryP()) return;
+      IMPL::RelaxProcessor();
+    }
+    items_.P();
   }
 
   void ReleasePlace() {

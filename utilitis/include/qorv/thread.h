@@ -41,10 +41,14 @@ inline constexpr std::uint32_t killed = 5;
 /// none, ended, killed  | Kill      | unchanged  | nothing
 /// running, stopping    | Run ends  | ended      | waiters are released
 ///
-/// All operations may be called from any thread. The destructor kills a thread that is still alive and
-/// returns only when no Wait is inside the object: a derived class has to stop its thread before its own
-/// members go. Failures are threadExp with a number of threadCode, those of CSem and CEvent, and
-/// std::bad_alloc.
+/// All operations may be called from any thread. The destructor kills a thread that is still alive and returns only
+/// when no Wait is inside the object: a derived class has to stop its thread before its own members go. It must not
+/// run on the object's own thread, except by auto destroy.
+///
+/// A kill breaks the thread off wherever it is in Run; one that comes before Run is obeyed there. A thread that kills
+/// itself does not return from Kill.
+///
+/// Failures are threadExp with a number of threadCode, those of CSem and CEvent, and std::bad_alloc.
 class TThread {
  public:
   /// What is called with an exception in flight that no OnUncaught dealt with.

@@ -23,6 +23,8 @@ void ForgetThreadId() {
 
 }  // namespace
 
+const bool MultiProcessor = platform::ProcessorCount() > 1;
+
 std::uint64_t CurrentThreadId() noexcept {
   return cachedThreadId != 0 ? cachedThreadId : AskThreadId();
 }

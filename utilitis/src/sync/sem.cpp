@@ -70,8 +70,9 @@ bool CSem::TryP() {
 }
 
 bool CSem::TimedP(std::uint32_t milliseconds) {
-  if (milliseconds == 0) return TryP();
   if (milliseconds == waitForever) return P();
+  if (TryP()) return true;  // without asking for the time
+  if (milliseconds == 0) return false;
   const timespec limit = IMPL::DeadlineIn(milliseconds);
   if (IMPL::RetryOnEintr([&] { return ::sem_timedwait(&sem_, &limit); }) == 0) return true;
   const int error = errno;

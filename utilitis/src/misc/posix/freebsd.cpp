@@ -32,6 +32,13 @@ std::uint64_t ThreadId() noexcept {
   return static_cast<std::uint64_t>(::pthread_getthreadid_np());
 }
 
+unsigned ProcessorCount() noexcept {
+  const long configured = ::sysconf(_SC_NPROCESSORS_CONF);
+  if (configured > 0) return static_cast<unsigned>(configured);
+  int count = 0;
+  return AskSystem(CTL_HW, HW_NCPU, &count) && count > 0 ? static_cast<unsigned>(count) : 1;
+}
+
 int DeviceSectorSize(int descriptor, std::uint32_t* sectorSize) noexcept {
   u_int size = 0;
   if (RetryOnEintr([&] { return ::ioctl(descriptor, DIOCGSECTORSIZE, &size); }) < 0) return errno;

@@ -15,6 +15,11 @@ std::uint64_t ThreadId() noexcept {
   return static_cast<std::uint64_t>(::gettid());
 }
 
+unsigned ProcessorCount() noexcept {
+  const long count = ::sysconf(_SC_NPROCESSORS_CONF);
+  return count > 0 ? static_cast<unsigned>(count) : 1;
+}
+
 int DeviceSectorSize(int descriptor, std::uint32_t* sectorSize) noexcept {
   int size = 0;
   if (RetryOnEintr([&] { return ::ioctl(descriptor, BLKSSZGET, &size); }) < 0) return errno;

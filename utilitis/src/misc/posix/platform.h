@@ -25,6 +25,9 @@ namespace platform {
 /// The system's id of the calling thread. Not cached.
 std::uint64_t ThreadId() noexcept;
 
+/// Number of processors that the machine is configured with; 1 if that cannot be had.
+unsigned ProcessorCount() noexcept;
+
 /// The signal by which TThread::Kill ends a thread: 66 on the system where the numbers were chosen.
 int KillSignal() noexcept;
 
