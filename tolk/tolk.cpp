@@ -149,7 +149,7 @@ class CSpareBuffers {
  private:
   static constexpr std::uint64_t places = 64;
   static constexpr std::uint64_t eagerBytes = 4U << 20;
-  static constexpr std::uint32_t patience = 1;  // milliseconds
+  static constexpr std::uint32_t patience = 2;  // milliseconds
 
   std::array<Buffer, places> ring_;
   Qorv::CSem count_{0, places};  // of buffers in the ring
