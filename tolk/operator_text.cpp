@@ -30,7 +30,7 @@ struct DIRECTIVE {
   }
 
   bool TakesInteger() const {
-    return conversion != '\0' && std::string_view("diouxX").find(conversion) != std::string_view::npos;
+    return conversion != '\0' && std::string_view("diouxXc").find(conversion) != std::string_view::npos;
   }
 
  private:
@@ -57,9 +57,12 @@ stringEx ExpandOperatorText(const stringEx& text, std::uint64_t argument) {
       result += '%';
     } else if (directive.TakesInteger() && !isServed) {
       stringEx format(directive.shape);
-      format += "ll";
-      format += directive.conversion;
-      result.format_append(2 * widest, format.data(), argument);
+      if (directive.conversion == 'c') {
+        result.format_append(2 * widest, (format += 'c').data(), static_cast<int>(argument));
+      } else {
+        ((format += "ll") += directive.conversion);
+        result.format_append(2 * widest, format.data(), argument);
+      }
       isServed = true;
     } else {
       result += directive.whole;

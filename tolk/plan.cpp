@@ -3,7 +3,9 @@
 #include <fcntl.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <limits>
+#include <system_error>
 #include <vector>
 
 #include <qorv/error.h>
@@ -52,12 +54,11 @@ std::uint32_t ParseNumber(const stringEx& text) {
 // As a number of detected base, where a "b" or an "x" in front of the digits tells the base as well.
 std::uint8_t ParseFill(stringEx text) {
   text.trim_left();
-  const bool negative = text.starts_with("-");
+  stringEx number = text.starts_with("-") ? "-"_sv : ""_sv;
   if (text.starts_with_any("+-")) text.erase(0, 1);
-  const bool isBare = text.starts_with_any("bBxX");
-  if (isBare) text = "0"_sv + text;
-  const std::int64_t value = text.starts_with_any("0123456789") ? text.to_int64(-1) : 0;
-  return static_cast<std::uint8_t>(negative ? -value : value);
+  if (text.starts_with_any("bBxX")) number += '0';
+  number += text;
+  return static_cast<std::uint8_t>(text.starts_with_any("0123456789bBxX") ? number.to_int64(-1) : 0);
 }
 
 // The field before and the field behind the first `delimiter` (up to the second one); absent fields are
@@ -126,7 +127,7 @@ void QueryStorage(DUMPPARAM& param) {
       CLog::GWarning("main"_sv, "failed retrive sector size of the source device."_sv);
     }
   }
-  if (param.sourceSize == 0) param.sourceSize = static_cast<std::int64_t>(param.sectorSize);
+  if (param.sourceSize == 0) param.sourceSize = MultiplySaturated(1, param.sectorSize);
 }
 
 void PlanRange(const CCmdLineArgs& args, DUMPPARAM& param) {
@@ -224,7 +225,10 @@ std::int64_t SectorsOf(std::int64_t position, const DUMPPARAM& param) {
 }  // namespace
 
 void OpenSource(Qorv::CSysFile& source, const stringEx& path) {
-  source.Open(path, O_RDONLY, 0, Qorv::fileShare::none, 0666,
+  // A pipe cannot be sought in, but opening one would wait for its other end, for ever if need be, before it is seen.
+  std::error_code ignored;
+  const int access = std::filesystem::is_fifo(path.data(), ignored) ? O_RDONLY | O_NONBLOCK : O_RDONLY;
+  source.Open(path, access, 0, Qorv::fileShare::none, 0666,
               Qorv::fileOption::direct | Qorv::fileOption::reserved);
 }
 

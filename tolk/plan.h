@@ -32,7 +32,7 @@ struct DUMPPARAM {
 void OpenSource(Qorv::CSysFile& source, const Qorv::stringEx& path);
 
 /// Works the parameters out from the options. Bad options are mended and a warning is logged; a source that
-/// cannot be opened, is a directory or has no size throws sysfileExp. The target is not touched.
+/// cannot be opened, cannot be sought in or is a directory throws sysfileExp. The target is not touched.
 DUMPPARAM MakePlan(const CCmdLineArgs& args);
 
 /// The parameters as the operator is shown them before the run, without a line end.

@@ -51,6 +51,11 @@ std::int64_t Advance(std::int64_t position, std::uint64_t size) {
   return __builtin_add_overflow(position, size, &sum) ? int64Max : sum;
 }
 
+// A source that answers no size counts as one sector long.
+bool HasKnownSize(const DUMPPARAM& param) {
+  return static_cast<std::uint64_t>(param.sourceSize) != param.sectorSize;
+}
+
 // Reports
 
 // The text of the exception in flight, for an operator.
@@ -246,29 +251,31 @@ class CReader final : public Qorv::TThread, private DUMPPARAM {
   stringEx FormatFinal() const;
 
  private:
+  struct PIECE {
+    std::int64_t begin;
+    std::int64_t end;
+  };
+
   std::uint32_t Run() override;
   bool OnUncaught() override;
 
   bool ReadBlock();
   bool SkipBlock(const Qorv::sysfileExp& failure);
   void MedPass(std::int64_t start);
-  void SectorPass(std::int64_t start);
+  void SectorPass(const PIECE& piece);
   bool ReadSector(CWriter::WRTCMD& command, std::int64_t pos);
-  void GiveUpSector(CWriter::WRTCMD& command, std::int64_t pos, std::uint32_t attempts,
+  void GiveUpSector(CWriter::WRTCMD& command, std::int64_t pos, std::uint64_t attempts,
                     const Qorv::sysfileExp& failure);
 
   CWriter::WRTCMD MakeCommand(std::uint64_t size);
   std::uint32_t ReadAt(CWriter::WRTCMD& command, std::int64_t pos, std::uint64_t size);
   void Deliver(CWriter::WRTCMD& command, std::uint64_t size, std::int64_t pos);
   void DeliverRead(CWriter::WRTCMD& command, std::uint64_t size, std::int64_t pos);
-  void ReportRecovered(std::int64_t pos, std::uint32_t reads) const;
-  void ReportEnding() const;
+  void ReportRecovered(std::int64_t pos, std::uint64_t reads) const;
+  void EndRange(CWriter::WRTCMD& unused);
   void ReportFailure(std::int32_t level, const stringEx& tag, stringEx message,
                      const Qorv::sysfileExp& failure) const;
   stringEx MessageAt(std::string_view text, std::int64_t pos) const;
-  std::int64_t PieceEnd(std::int64_t start, std::uint64_t size) const {
-    return std::min(Advance(start, size), endPos);
-  }
   stringEx ElapsedText(const stringEx& format) const;
 
   Qorv::CSysFile source_;
@@ -277,14 +284,20 @@ class CReader final : public Qorv::TThread, private DUMPPARAM {
   std::atomic<std::int64_t> tickBytes_{0};  // read since the progress line last took the value
   std::atomic<std::int64_t> bytesToGo_{0};
   const std::int64_t startTime_;  // microseconds
+  // Where the work on failed reads ends. A range may reach beyond the source as far as the operator likes, but
+  // there is nothing to come back to there, and nothing to fill.
+  const std::int64_t faultEnd_;
   std::deque<std::int64_t> medQueue_;
-  std::deque<std::int64_t> sectorQueue_;
+  std::deque<PIECE> sectorQueue_;
   CSpareBuffers spares_;
   CWriter writer_;
 };
 
 CReader::CReader(const DUMPPARAM& param)
-    : DUMPPARAM(param), startTime_(TickMicroseconds()), writer_(param, spares_) {
+    : DUMPPARAM(param),
+      startTime_(TickMicroseconds()),
+      faultEnd_(HasKnownSize(param) ? std::min(param.endPos, param.sourceSize) : param.endPos),
+      writer_(param, spares_) {
   OpenSource(source_, from);
   bytesToGo_ = beginPos == 0 && endPos == sourceSize ? sourceSize : endPos - beginPos;
   if (beginPos != 0) {
@@ -369,8 +382,9 @@ void CReader::ReportFailure(std::int32_t level, const stringEx& tag, stringEx me
   CLog::GWrite(level, "trd.reader"_sv, message);
 }
 
-void CReader::ReportEnding() const {
+void CReader::EndRange(CWriter::WRTCMD& unused) {
   CLog::GDebug("trd.reader"_sv, "reaching the disk ending"_sv);
+  spares_.Keep(std::move(unused.data));
 }
 
 // Reads on from the file's own position, so that a healthy disk sees one sequential stream. The last block of
@@ -385,7 +399,10 @@ bool CReader::ReadBlock() {
     spares_.Keep(std::move(command.data));
     return SkipBlock(failure);
   }
-  if (size == 0) return false;
+  if (size == 0) {
+    spares_.Keep(std::move(command.data));
+    return false;
+  }
   DeliverRead(command, size, position_);
   position_ = Advance(position_, size);
   return position_ < endPos;
@@ -397,7 +414,7 @@ bool CReader::SkipBlock(const Qorv::sysfileExp& failure) {
   for (;;) {
     medQueue_.push_back(position_);
     position_ = Advance(position_, blockSize);
-    if (position_ >= endPos) return false;
+    if (position_ >= faultEnd_) return false;
     try {
       source_.SeekBegin(position_);
       return true;
@@ -409,9 +426,19 @@ bool CReader::SkipBlock(const Qorv::sysfileExp& failure) {
 }
 
 // Goes over one failed block. What lies behind a read of nothing is left unfilled.
+//
+// A short read is a success, and the next piece starts where it would have started anyway. Systems cut a read at a bad
+// place as well as at the source's end: unless the end shows next, what the read left of its piece goes to the sector
+// pass. Where the block is no multiple of the piece, the last piece is read beyond it, but its sectors belong to the
+// block behind.
 void CReader::MedPass(std::int64_t start) {
-  const std::int64_t end = PieceEnd(start, blockSize);
+  const std::int64_t end = std::min(Advance(start, blockSize), faultEnd_);
+  PIECE rest{};  // of the piece before
+  const auto leaveToSectors = [this](const PIECE& piece) {
+    if (piece.begin < piece.end) sectorQueue_.push_back(piece);
+  };
   for (std::int64_t pos = start; pos < end; pos = Advance(pos, medSize)) {
+    const std::int64_t pieceEnd = std::min(Advance(pos, medSize), end);
     CWriter::WRTCMD command = MakeCommand(medSize);
     std::uint32_t size = 0;
     try {
@@ -420,20 +447,24 @@ void CReader::MedPass(std::int64_t start) {
       spares_.Keep(std::move(command.data));
       ReportFailure(Qorv::logLevel::warning, "## [WARNING]: "_sv,
                     MessageAt("error reading med at byte position: ", pos), failure);
-      sectorQueue_.push_back(pos);
+      leaveToSectors(std::exchange(rest, {}));
+      leaveToSectors({pos, pieceEnd});
       continue;
     }
-    if (size == 0) return ReportEnding();
+    if (size == 0) return EndRange(command);
     DeliverRead(command, size, pos);
+    leaveToSectors(rest);
+    const bool isCut = Advance(pos, size) < pieceEnd;
+    rest = {isCut ? Advance(pos, size / sectorSize * sectorSize) : pieceEnd, pieceEnd};
   }
+  leaveToSectors(rest);
 }
 
-// Goes over one failed med-size piece.
-void CReader::SectorPass(std::int64_t start) {
-  const std::int64_t end = PieceEnd(start, medSize);
-  for (std::int64_t pos = start; pos < end; pos = Advance(pos, sectorSize)) {
+// Goes over what is left of one med-size piece. A sector that reads short keeps a gap: that is meant.
+void CReader::SectorPass(const PIECE& piece) {
+  for (std::int64_t pos = piece.begin; pos < piece.end; pos = Advance(pos, sectorSize)) {
     CWriter::WRTCMD command = MakeCommand(sectorSize);
-    if (!ReadSector(command, pos)) return ReportEnding();
+    if (!ReadSector(command, pos)) return EndRange(command);
   }
 }
 
@@ -445,7 +476,7 @@ bool CReader::ReadSector(CWriter::WRTCMD& command, std::int64_t pos) {
       size = ReadAt(command, pos, sectorSize);
     } catch (const Qorv::sysfileExp& failure) {
       if (attempts >= maxRetries) {
-        GiveUpSector(command, pos, attempts + 1, failure);
+        GiveUpSector(command, pos, std::uint64_t{attempts} + 1, failure);
         return true;
       }
       if (CLog::IsLevelEnabled(Qorv::logLevel::debug)) {
@@ -455,14 +486,14 @@ bool CReader::ReadSector(CWriter::WRTCMD& command, std::int64_t pos) {
     }
     if (size == 0) return false;
     DeliverRead(command, size, pos);
-    if (attempts != 0) ReportRecovered(pos, attempts + 1);
+    if (attempts != 0) ReportRecovered(pos, std::uint64_t{attempts} + 1);
     return true;
   }
 }
 
 // `reads` counts the reads in all, the failed ones and the good one. The message ends without a line break,
 // so that the next progress line stands behind it.
-void CReader::ReportRecovered(std::int64_t pos, std::uint32_t reads) const {
+void CReader::ReportRecovered(std::int64_t pos, std::uint64_t reads) const {
   stringEx message("sector at byte position: ");
   (message.append_int(pos) += " successfully recovered with ").append_uint(reads) += " retries.";
   CLog::GInfo("trd.reader"_sv, message);
@@ -470,7 +501,7 @@ void CReader::ReportRecovered(std::int64_t pos, std::uint32_t reads) const {
   console.WriteGuarded(message);
 }
 
-void CReader::GiveUpSector(CWriter::WRTCMD& command, std::int64_t pos, std::uint32_t attempts,
+void CReader::GiveUpSector(CWriter::WRTCMD& command, std::int64_t pos, std::uint64_t attempts,
                            const Qorv::sysfileExp& failure) {
   stringEx message = MessageAt("failed reading sector at byte position: ", pos);
   (message += " with ").append_uint(attempts) += " attempts.";

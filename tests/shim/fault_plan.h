@@ -1,14 +1,15 @@
 // What the fault shim does to which file, read from a plan of one rule per line. "#" starts a comment.
 //
-//   file LABEL PATH                       the rules that follow are about this file; LABEL names it in the
-//   log bad FROM TO [ERRNO] [first N]         a read that touches a byte of FROM..TO-1 fails; with "first", N
-//   times partial                               a read that starts before a bad range is served up to it fail
-//   OP N [COUNT|on] [ERRNO]          the N-th call, COUNT calls from there, or all from there, fail short OP
-//   N BYTES                      the N-th read or write moves no more than BYTES shortat POSITION BYTES a
-//   read that starts at POSITION moves no more than BYTES end POSITION                          reads find
-//   the end of the file there full BYTES                            writes find the device full after so many
-//   bytes in all slow OP MICROSECONDS                  each call takes so much longer noDirect direct access
-//   is refused at open
+//   file LABEL PATH                   the rules that follow are about this file; LABEL names it in the log
+//   bad FROM TO [ERRNO] [first N]     a read that touches a byte of FROM..TO-1 fails; with "first", N times
+//   partial                           a read that starts before a bad range is served up to it
+//   fail OP N [COUNT|on] [ERRNO]      the N-th call, COUNT calls from there, or all from there, fail
+//   short OP N BYTES                  the N-th read or write moves no more than BYTES
+//   shortat POSITION BYTES            a read that starts at POSITION moves no more than BYTES
+//   end POSITION                      reads find the end of the file there
+//   full BYTES                        writes find the device full after so many bytes in all
+//   slow OP MICROSECONDS              each call takes so much longer
+//   noDirect                          direct access is refused at open
 //
 // OP is one of open, read, write, seek; calls are counted from 1 for each file. ERRNO is a symbolic name, EIO
 // where none is given.

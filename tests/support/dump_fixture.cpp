@@ -182,8 +182,13 @@ void DumpTest::RunProbe(const std::string& probe, const std::string& calls) {
 void DumpTest::Launch(RUNSPEC& spec, bool hasFaults) {
   spec.workingDirectory = folder_;
   // A size that no memory holds is the tool's to survive, not the sanitizer's to report.
-  spec.environment = {{"ASAN_OPTIONS", "allocator_may_return_null=1"},
-                      {"TSAN_OPTIONS", "allocator_may_return_null=1:atexit_sleep_ms=0"}};
+  const auto added = [](const char* name, const char* options) {
+    const char* const given = std::getenv(name);
+    return given != nullptr ? std::string(given) + ':' + options : std::string(options);
+  };
+  spec.environment = {
+      {"ASAN_OPTIONS", added("ASAN_OPTIONS", "allocator_may_return_null=1")},
+      {"TSAN_OPTIONS", added("TSAN_OPTIONS", "allocator_may_return_null=1:atexit_sleep_ms=0")}};
   if (spec.unprivileged) {
     fs::permissions(folder_, fs::perms::all);
     spec.environment["GCOV_PREFIX"] = folder_;

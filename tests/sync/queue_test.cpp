@@ -128,6 +128,33 @@ TEST(Queue, PlaceOfAnItemThatCouldNotBeCopiedIsFreeAgain) {
   EXPECT_FALSE(item.fails);
 }
 
+struct FailsToMoveOnce {
+  int value = 0;
+  FailsToMoveOnce& operator=(FailsToMoveOnce&& other) {
+    if (std::exchange(other.value, other.value % 100) >= 100) throw std::bad_alloc();
+    value = other.value;
+    return *this;
+  }
+  FailsToMoveOnce() = default;
+  explicit FailsToMoveOnce(int v) : value(v) {}
+  FailsToMoveOnce(const FailsToMoveOnce&) = default;
+  FailsToMoveOnce& operator=(const FailsToMoveOnce&) = delete;
+};
+
+TEST(Queue, ItemThatCouldNotBeMovedOutStaysTheFirst) {
+  Queue<FailsToMoveOnce> queue(2);
+  queue.Push(FailsToMoveOnce(105));
+  queue.Push(FailsToMoveOnce(6));
+  FailsToMoveOnce item;
+  EXPECT_THROW(queue.Pop(item), std::bad_alloc);
+  for (const int expected : {5, 6}) {
+    queue.Pop(item);
+    EXPECT_EQ(item.value, expected);
+  }
+  queue.Push(FailsToMoveOnce(7));  // both places are free again
+  queue.Push(FailsToMoveOnce(8));
+}
+
 TEST(Queue, SharedPayloadIsNotCopied) {
   Queue<Qorv::stringEx> queue(2);
   const Qorv::stringEx text("payload");

@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -47,6 +48,15 @@ class BadInputTest : public DumpTest {
 TEST_F(BadInputTest, MissingSource) {
   Run({"-from:" + Source() + "%s%n"}, {.splitErrors = true});
   ExpectFatal(Fatal(OpenFailure(Source() + "%s%n", ENOENT, noEntry)));
+}
+
+TEST_F(BadInputTest, SourceIsAPipeThatNobodyFeeds) {
+  const std::string pipe = Folder() / "pipe";
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0666), 0);
+  Run({"-from:" + pipe}, {.splitErrors = true});
+  ExpectFatal(Fatal("CSysFile::GetSize - failed retrive file size\n  file path = " + pipe +
+                    "\n@ CSysFile/PosixSeekFile - error seek file pointer\n  sys error  = 29\n"
+                    "  error desc = the fildes argument is associated with a pipe, fifo, or socket"));
 }
 
 TEST_F(BadInputTest, SourceWithoutAName) {

@@ -129,6 +129,19 @@ const PASSCASE cases[] = {
      .rate = "0.00",
      .filled = {{0, 3072}},
      .sourceSectors = 6},
+    // Nothing is tried, or filled, where there is no source.
+    {.name = "DeadSourceWithARangeFarBeyondIt",
+     .faults = {"fail read 1 on"},
+     .arguments = {"-secrange:0-99999999999999"},
+     .reports =
+         "## [WARNING]: error reading block at byte position: 0 (Pos.: 0.00%, Rate: 0.00%)\n"
+         "## [WARNING]: error reading med at byte position: 0 (Pos.: 0.00%, Rate: 0.00%)\n"
+         "## [ERROR]: failed reading sector at byte position: 0 (Pos.: 0.00%, Rate: 0.00%) with 1 attempts.\n"
+         "## [ERROR]: failed reading sector at byte position: 512 (Pos.: 50.00%, Rate: 0.00%) with 1 "
+         "attempts.\n",
+     .rate = "0.00",
+     .filled = {{0, 1024}},
+     .sourceSectors = 2},
     {.name = "LastBlockReachesBeyondTheEnd",
      .faults = {"bad 29696 30208"},
      .reports =
@@ -179,6 +192,18 @@ const PASSCASE cases[] = {
          "## [WARNING]: error reading med at byte position: 10752 (Pos.: 32.81%, Rate: 87.50%)\n"
          "## [ERROR]: failed reading sector at byte position: 10752 (Pos.: 32.81%, Rate: 93.75%) with 1 "
          "attempts.\n"},
+    // What a read left of its piece is not lost.
+    {.name = "DiskCutsAMedPieceShort",
+     .faults = {"partial", "bad 8192 8704", "bad 11264 11776"},
+     .reports =
+         "## [WARNING]: error reading block at byte position: 8192 (Pos.: 25.00%, Rate: 25.00%)\n"
+         "## [WARNING]: error reading med at byte position: 8192 (Pos.: 25.00%, Rate: 87.50%)\n"
+         "## [ERROR]: failed reading sector at byte position: 8192 (Pos.: 25.00%, Rate: 90.62%) with 1 "
+         "attempts.\n"
+         "## [ERROR]: failed reading sector at byte position: 11264 (Pos.: 34.38%, Rate: 95.31%) with 1 "
+         "attempts.\n",
+     .rate = "96.88",
+     .filled = {{8192, 8704}, {11264, 11776}}},
     {.name = "DirectAccessRefused",
      .faults = {"noDirect", "bad 10752 11264 first 1"},
      .reports = badBlock,
@@ -282,6 +307,16 @@ TEST_F(PassOrderTest, EndOfTheSourceEndsOneEntryOnly) {
       calls.ends_with("seek 4096\nread 4096+2048\nseek 6144\nread 6144+2048\nseek 8192\nread 8192+2048\n"))
       << calls;
   ExpectTargetSize(6000);
+}
+
+// Blocks of 7 sectors, pieces of 3: the last piece of a block reaches into the next one, whose sectors are its own.
+TEST_F(PassOrderTest, SectorsOfTheNextBlockAreLeftToIt) {
+  WriteSource(14);
+  BadSector(6);
+  Run({"-sector:512", "-block:3584"});
+  const std::string calls = SourceCalls();
+  EXPECT_TRUE(calls.ends_with("seek 3072\nread 3072+1536\nseek 3072\nread 3072+512\n")) << calls;
+  ExpectGoodBytes({{3072, 3584}});
 }
 
 }  // namespace

@@ -49,7 +49,8 @@ class CSysFile {
   /// Opens `path`, made absolute first. `access` and `create` are the system's open flags, passed on
   /// together; `share` is one of fileShare; `permissions` is the mode of a file that is created; `options`
   /// are bits of fileOption. On success the descriptor held before is released. On failure the path is empty
-  /// and the descriptor held before stays. Code 4.
+  /// and the descriptor held before stays; code 4. Should the release of the old descriptor fail, code 6, the
+  /// new one is held all the same, without a path.
   void Open(const stringEx& path, int access, int create, std::uint32_t share, std::uint32_t permissions,
             std::uint32_t options);
   void Open(const wstringEx& path, int access, int create, std::uint32_t share, std::uint32_t permissions,
@@ -200,7 +201,7 @@ class CConsoleTerm final : public TTerminal {
   CConsoleTerm();
   CConsoleTerm(const CConsoleTerm&) = delete;
   CConsoleTerm& operator=(const CConsoleTerm&) = delete;
-  ~CConsoleTerm() noexcept(false) override;
+  ~CConsoleTerm() noexcept override;
 
   std::unique_ptr<TTerminal> Clone() const override;
   std::unique_ptr<TTerminal> Clone(bool echo) const override;

@@ -19,7 +19,7 @@ inline constexpr std::int32_t disabled = 6;
 }  // namespace logLevel
 
 /// The static calls work on the default log of the process. While there is none each is a quiet no-op. None
-/// ever throws, and any thread may call them.
+/// ever throws, and any thread may call them; making the texts of the first form is the caller's business.
 ///
 /// Each exists in two forms: channel and text, and channel with a printf format and its arguments.
 class CLog {

@@ -125,8 +125,8 @@ class QORV_CAPABILITY("lock") FASTKSV_PCLOCK {
  private:
   std::atomic<std::int64_t> count_{-1};
   std::uint64_t depth_ = 0;  // touched by the owner alone
-  std::atomic<std::uint64_t> owner_{
-      0};  // 0 when free; only the owner's own id can compare equal to a caller's
+  // 0 when free. Read without order: only the owner's own id can compare equal to a caller's.
+  std::atomic<std::uint64_t> owner_{0};
   IMPL::CLazySem sem_;
 };
 
@@ -164,7 +164,7 @@ class QORV_SCOPED_CAPABILITY CScopeLock {
 /// lock is taken inside it.
 ///
 /// `Container` needs push_back, front, pop_front. Failures are those of CSem, std::bad_alloc, and what
-/// copying an item throws; after a failure of Push the item is not in the queue and its place is free again.
+/// copying an item throws; an item that could not be copied in is not in the queue, and one that could not be moved out is still its first.
 template <class Item, class Lock, class Container>
 class CMessageQueue {
  public:
@@ -180,29 +180,58 @@ class CMessageQueue {
 
   void Pop(Item& item) {
     AwaitItem();
-    {
-      CScopeLock<Lock> guard(lock_);
+    CLater releasePlace(*this, &CMessageQueue::ReleasePlace);
+    CScopeLock<Lock> guard(lock_);
+    try {
       item = std::move(container_.front());
-      container_.pop_front();
+    } catch (...) {
+      items_.V(1);  // it stays the first of the queue
+      throw;
     }
-    ReleasePlace();
+    container_.pop_front();
+    releasePlace.Arm();
   }
 
   std::uint32_t GetCapacity() const noexcept { return capacity_; }
 
  private:
+  // A step to take, once it is armed, when the lock has been left, also by an exception.
+  class CLater {
+   public:
+    using Step = void (CMessageQueue::*)();
+    CLater(CMessageQueue& queue, Step step) noexcept : queue_(queue), step_(step) {}
+    CLater(const CLater&) = delete;
+    CLater& operator=(const CLater&) = delete;
+    ~CLater() noexcept(false) {
+      if (isArmed_) IMPL::DropWhileUnwinding([this] { (queue_.*step_)(); });
+    }
+    void Arm(Step step) noexcept {
+      step_ = step;
+      Arm();
+    }
+    void Arm() noexcept { isArmed_ = true; }
+
+   private:
+    CMessageQueue& queue_;
+    Step step_;
+    bool isArmed_ = false;
+  };
+
   template <class Source>
   void Emplace(Source&& item) {
     if (free_.fetch_add(1, std::memory_order_acq_rel) + 1 > 0) freeSem_.Get().P();
+    CLater finish(*this, &CMessageQueue::CountItem);
+    CScopeLock<Lock> guard(lock_);
     try {
-      CScopeLock<Lock> guard(lock_);
       container_.push_back(std::forward<Source>(item));
     } catch (...) {
-      ReleasePlace();
+      finish.Arm(&CMessageQueue::ReleasePlace);
       throw;
     }
-    items_.V(1);
+    finish.Arm();
   }
+
+  void CountItem() { items_.V(1); }
 
   // A producer that is busy has the next item ready sooner than a thread can be put to sleep and woken. So the
   // consumer looks a few times before it sleeps, and both save their system calls.
@@ -215,15 +244,13 @@ class CMessageQueue {
   }
 
   void ReleasePlace() {
-    IMPL::DropWhileUnwinding([this] {
-      if (free_.fetch_sub(1, std::memory_order_acq_rel) - 1 >= 0) freeSem_.Get().V(1);
-    });
+    if (free_.fetch_sub(1, std::memory_order_acq_rel) - 1 >= 0) freeSem_.Get().V(1);
   }
 
   Container container_ QORV_GUARDED_BY(lock_);
   const std::uint32_t capacity_;
-  std::atomic<std::int64_t>
-      free_;  // starts at minus capacity; above 0 after an increment: the producer must wait
+  // Starts at minus capacity; above 0 after an increment: the producer must wait.
+  std::atomic<std::int64_t> free_;
   IMPL::CLazySem freeSem_;
   CSem items_;
   Lock lock_;
@@ -262,9 +289,9 @@ class QORV_CAPABILITY("mutex") CMutex {
 /// raised | RaiseEvent                   | raised     | nothing
 /// any    | ResetEvent                   | clear      | nothing
 /// raised | WaitEvent, TimedWaitEvent    | raised     | true at once
-/// clear  | WaitEvent                    | clear      | blocks until woken, then true; the flag is not looked
-/// at clear  | TimedWaitEvent(0)            | clear      | false clear  | TimedWaitEvent(milliseconds) |
-/// clear      | true when woken, false when the time is up
+/// clear  | WaitEvent                    | clear      | blocks until woken, then true, whatever the flag
+/// clear  | TimedWaitEvent(0)            | clear      | false
+/// clear  | TimedWaitEvent(milliseconds) | clear      | true when woken, false when the time is up
 ///
 /// Failures are eventExp: code 1 creating, 3 destroying, 4 waiting, 7 raising.
 class CEvent {

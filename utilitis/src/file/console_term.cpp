@@ -103,11 +103,15 @@ CConsoleTerm::CConsoleTerm() {
   PosixSetTermAttr(Handle(), attributes);
 }
 
-CConsoleTerm::~CConsoleTerm() noexcept(false) {
+// A terminal that has gone needs no attributes, and there is nobody left to tell.
+CConsoleTerm::~CConsoleTerm() noexcept {
   try {
     PosixSetTermAttr(Handle(), *savedAttr_);
+  } catch (...) {
+  }
+  try {
     file_ = CSysFile();
-  } catch (...) {  // a terminal that has gone needs no attributes, and there is nobody left to tell
+  } catch (...) {
   }
 }
 
@@ -190,8 +194,11 @@ bool CConsoleTerm::GetEcho() const {
 
 // A terminal may take a text in parts, when a signal comes between.
 void CConsoleTerm::Put(std::string_view text) {
-  while (!text.empty())
-    text.remove_prefix(file_.Write(text.data(), text.size()));
+  while (!text.empty()) {
+    const std::uint64_t count = file_.Write(text.data(), text.size());
+    if (count == 0) return;
+    text.remove_prefix(count);
+  }
 }
 
 void CConsoleTerm::WriteChar(char c) {

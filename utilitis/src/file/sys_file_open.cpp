@@ -90,13 +90,14 @@ void IMPL::WarnNoDirectAccess(const stringEx& path) noexcept {
 
 void CSysFile::Open(const stringEx& path, int access, int create, std::uint32_t share,
                     std::uint32_t permissions, std::uint32_t options) {
-  stringEx full = OwnPath(path);  // `path` may be this file's own
+  const stringEx given = OwnPath(path);  // `path` may be this file's own
+  stringEx full = given;
   path_ = stringEx();
   try {
     CDir::ConvToFullPath(full);
   } catch (const dirExp& failure) {
     CMessage("CSysFile::Open - failed determine the file path to open\n")
-        .Field("  file name  = ", full)
+        .Field("  file name  = ", given)
         .Inner(failure)
         .Throw<sysfileExp>(fileCode::open);
   }

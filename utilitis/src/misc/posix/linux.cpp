@@ -6,6 +6,8 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "misc/posix/linux_files.h"
 #include "misc/posix/platform.h"
 
@@ -35,7 +37,9 @@ int VolumeSectorSize(const char* path, std::uint32_t* sectorSize) noexcept {
   struct statvfs volume;
   if (RetryOnEintr([&] { return ::statvfs(path, &volume); }) < 0) return errno;
   if (volume.f_frsize == 0) return ENODEV;
-  *sectorSize = static_cast<std::uint32_t>(volume.f_frsize);
+  // A network volume tells the size of its transfers, up to a megabyte: far more than one bad place should cost.
+  constexpr unsigned long largest = 4096;
+  *sectorSize = static_cast<std::uint32_t>(std::min(volume.f_frsize, largest));
   return 0;
 }
 
