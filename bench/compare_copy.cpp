@@ -27,6 +27,7 @@ struct OPTIONS {
   std::int64_t healthySize = 2048 * mebibyte;
   std::int64_t faultySize = 256 * mebibyte;
   int rounds = 5;
+  bool isNewTarget = false;
   fs::path memory = "/dev/shm";
   fs::path disk = "/var/tmp";
 };
@@ -96,28 +97,25 @@ std::function<std::int64_t(const CONTESTANT&)> Judge(const CGround& ground, cons
 
 // Scenarios
 
-void CompareInMemory(const OPTIONS& options, bool isFresh) {
+void PrepareTarget(const CGround& ground, const OPTIONS& options) {
+  options.isNewTarget ? ground.RemoveTarget() : ground.SpoilTarget();
+}
+
+void CompareInMemory(const OPTIONS& options) {
   const CGround ground(options.memory, options.healthySize);
-  CONTEST contest{{Tool(ground)}, ground.Folder(), {}, {}, Judge(ground, {})};
-  contest.prepare = [&] { isFresh ? ground.RemoveTarget() : ground.SpoilTarget(); };
+  CONTEST contest{
+      {Tool(ground)}, ground.Folder(), [&] { PrepareTarget(ground, options); }, {}, Judge(ground, {})};
   AddCopiers(contest.contestants, ground);
   AddRescuers(contest.contestants, ground,
               {{"ddrescue", {"-f"}}, {"ddrescue", {"-f", "-c", "2048"}}, {"safecopy", {"-b", "1048576"}}});
   PrintScores(std::cout, RunContest(contest, options.rounds));
 }
 
-void CompareOldTarget(const OPTIONS& options) {
-  CompareInMemory(options, false);
-}
-void CompareNewTarget(const OPTIONS& options) {
-  CompareInMemory(options, true);
-}
-
 void CompareOnDisk(const OPTIONS& options) {
   const CGround ground(options.disk, options.healthySize);
   CONTEST contest{{Tool(ground)}, ground.Folder(), {}, [&] { ground.SyncTarget(); }, Judge(ground, {})};
   contest.prepare = [&] {
-    ground.SpoilTarget();
+    PrepareTarget(ground, options);
     ground.DropCaches();
   };
   AddCopiers(contest.contestants, ground);
@@ -131,7 +129,7 @@ void CompareFaulty(const OPTIONS& options, std::int64_t badSectors) {
   const BADSECTORS bad = Scattered(badSectors, ground.Size());
   CONTEST contest{{Tool(ground), Tool(ground, {"-block:64k"})},
                   ground.Folder(),
-                  [&] { ground.RemoveTarget(); },
+                  [&] { PrepareTarget(ground, options); },
                   {},
                   Judge(ground, bad)};
   // As they come, and with the options that make each quickest at this without losing good sectors.
@@ -160,26 +158,29 @@ std::int64_t QueueLimit(const std::string& screen) {
 }
 
 void MeasureMemory(const OPTIONS& options) {
-  struct ROW {
-    const char* queue;  // option
-    std::int64_t writeDelay;
+  const struct {
+    std::vector<std::string> queue;  // option
+    std::int64_t writeDelay;         // microseconds
     std::int64_t badSectors;
-  };
-  constexpr ROW rows[] = {{"-maxbuf:1m", 0, 0},       {"-maxbuf:1m", 15000, 0}, {"-maxbuf:16m", 15000, 0},
-                          {"-maxbuf:16m", 1000, 200}, {"-maxbuf:256m", 0, 0},   {"-maxbuf:256m", 15000, 0},
-                          {"-maxbuf:256m", 0, 2000}};
+  } rows[] = {{{"-maxbuf:1m"}, 0, 0},
+              {{"-maxbuf:1m"}, 15000, 0},
+              {{"-maxbuf:16m"}, 15000, 0},
+              {{"-maxbuf:16m"}, 1000, 2000},
+              {{}, 0, 0},
+              {{}, 15000, 0},
+              {{}, 0, 2000}};
   const CGround ground(options.memory, 2 * options.faultySize);
-  std::cout << "| options | each write takes longer by, ms | bad sectors | peak, MiB | limit, MiB |\n"
+  std::cout << "| program | each write takes longer by, ms | bad sectors | peak, MiB | limit, MiB |\n"
                "|---|---|---|---|---|\n";
-  for (const ROW& row : rows) {
+  for (const auto& row : rows) {
     ground.RemoveTarget();
-    CONTESTANT tool = Tool(ground, {row.queue});
+    CONTESTANT tool = Tool(ground, row.queue);
     const BADSECTORS bad = Scattered(row.badSectors, ground.Size());
     tool.environment = ground.Faults("memory", bad, "slow write " + std::to_string(row.writeDelay));
     const COST cost = RunOnce(tool, ground.Folder());
     if (Judge(ground, bad)(tool) != 0) throw std::runtime_error("the image is wrong");
     const std::int64_t limit = (QueueLimit(cost.screen) + 2) * (mebibyte + sectorSize) + 16 * mebibyte;
-    std::cout << "| " << row.queue << " | " << Fixed(static_cast<double>(row.writeDelay) / 1000, 0) << " | "
+    std::cout << "| " << tool.name << " | " << Fixed(static_cast<double>(row.writeDelay) / 1000, 0) << " | "
               << row.badSectors << " | " << Fixed(static_cast<double>(cost.peakMemory) / mebibyte, 1) << " | "
               << Fixed(static_cast<double>(limit) / mebibyte, 1) << " |\n";
   }
@@ -201,7 +202,7 @@ void MeasureSectorCost(const OPTIONS& options) {
     CONTESTANT tool = Tool(ground);
     tool.environment = ground.Faults("cost", row.bad);
     const CONTEST contest{
-        {tool}, ground.Folder(), [&] { ground.RemoveTarget(); }, {}, Judge(ground, row.bad)};
+        {tool}, ground.Folder(), [&] { PrepareTarget(ground, options); }, {}, Judge(ground, row.bad)};
     const SCORE score = RunContest(contest, options.rounds).front();
     if (score.Largest(&COST::wrongBytes) != 0) throw std::runtime_error("the image is wrong");
     const double processor = score.Minimum(&COST::processor);
@@ -224,12 +225,12 @@ struct SCENARIO {
 };
 
 constexpr SCENARIO scenarios[] = {
-    {"memory", "Healthy source, memory file system to memory file system, target exists", CompareOldTarget},
-    {"memory-new", "Healthy source, memory file system to memory file system, new target", CompareNewTarget},
-    {"disk", "Healthy source, disk to disk, source not cached, target exists and is on the disk in the end",
+    {"memory", "Healthy source, memory file system to memory file system", CompareInMemory},
+    {"disk", "Healthy source, disk to disk, nothing cached, in the end the target is on the disk",
      CompareOnDisk},
-    {"faulty-100", "100 scattered bad sectors", CompareFewFaults},
-    {"faulty-2000", "2000 scattered bad sectors", CompareManyFaults},
+    {"faulty-100", "100 scattered bad sectors, memory file system to memory file system", CompareFewFaults},
+    {"faulty-2000", "2000 scattered bad sectors, memory file system to memory file system",
+     CompareManyFaults},
     {"peak", "Peak memory", MeasureMemory},
     {"sector", "Processor time of an unreadable sector", MeasureSectorCost},
 };
@@ -241,6 +242,7 @@ void Usage(std::ostream& out) {
          "  --rounds=N      runs that count, for each program (5)\n"
          "  --healthy=MIB   size of a healthy source (2048)\n"
          "  --faulty=MIB    size of a faulty source (256)\n"
+         "  --new-target    the target does not exist before; else it does, full of something else\n"
          "  --memory=DIR    a folder in memory (/dev/shm)\n"
          "  --disk=DIR      a folder on a disk (/var/tmp)\n"
          "scenarios, without which all are run:\n";
@@ -270,6 +272,8 @@ OPTIONS ParseOptions(const std::vector<std::string>& arguments) {
       options.healthySize = Number(value) * mebibyte;
     } else if (name == "--faulty") {
       options.faultySize = Number(value) * mebibyte;
+    } else if (argument == "--new-target") {
+      options.isNewTarget = true;
     } else if (name == "--memory") {
       options.memory = value;
     } else if (name == "--disk") {

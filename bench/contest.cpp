@@ -39,6 +39,7 @@ COST RunAndJudge(const CONTEST& contest, const CONTESTANT& contestant) {
     cost.wall += SecondsSince(start);
   }
   cost.wrongBytes = contest.judge(contestant);
+  cost.screen = {};  // the next program's peak of memory begins with ours
   return cost;
 }
 

@@ -4,15 +4,15 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <limits>
 #include <memory>
-#include <string>
 #include <thread>
 #include <vector>
 
 #include <qorv/sync.h>
 #include <qorv/thread.h>
+
+#include "support/asleep.h"
 
 namespace {
 
@@ -61,14 +61,6 @@ TEST(Event, OneRaiseReleasesEveryWaiterAndStays) {
   EXPECT_FALSE(event.TimedWaitEvent(1));
 }
 
-bool IsAsleep(std::uint64_t thread) {
-  std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
-  std::string line;
-  std::getline(file, line);
-  const std::size_t name = line.rfind(')');
-  return name != std::string::npos && line.substr(name, 3) == ") S";
-}
-
 // In a process of its own: the object that refused to go is no more, but its waiter is still inside.
 TEST(EventDeathTest, DestroyingAWaitedOneIsReported) {
   testing::FLAGS_gtest_death_test_style = "threadsafe";
@@ -80,8 +72,9 @@ TEST(EventDeathTest, DestroyingAWaitedOneIsReported) {
           waiter = Qorv::TThread::CurrentThreadId();
           raw->WaitEvent();
         }).detach();
-        while (waiter == 0 || !IsAsleep(waiter))
+        while (waiter == 0)
           std::this_thread::yield();
+        TestSupport::AwaitAsleep(waiter);
         try {
           delete event.release();
         } catch (const Qorv::eventExp& failure) {

@@ -35,16 +35,20 @@ class CProbe : public Qorv::TThread {
   void MarkRunning() { isRunning_ = true; }
   bool WasRunning() const { return isRunning_; }
   int GetFinished() const { return finished_; }
+  int GetKills() const { return kills_; }
+  void LockState() { Qorv::CScopeLock<Qorv::FASTKSV_PCLOCK> guard(StateLock()); }
 
  protected:
   std::uint32_t Run() override { return body_(*this); }
   void OnFinished() override { ++finished_; }
+  void OnKill(std::uint32_t) override { ++kills_; }
   std::uint32_t KillExitCode(std::uint32_t code) override { return code + 100; }
 
  private:
   std::function<std::uint32_t(CProbe&)> body_;
   std::atomic<bool> isRunning_{false};
   std::atomic<int> finished_{0};
+  std::atomic<int> kills_{0};
 };
 
 }  // namespace TestThread

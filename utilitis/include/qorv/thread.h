@@ -37,16 +37,18 @@ inline constexpr std::uint32_t killed = 5;
 /// running, stopping    | TryStop   | stopping   | TestStop is true from now on; false
 /// none, ended, killed  | TryStop   | unchanged  | true
 /// suspended, running,  | Kill      | killed     | the thread runs no more code; objects on its stack are not
-/// stopping             |           |            | destroyed
+/// stopping             |           |            | destroyed; ended where Run was through already
 /// none, ended, killed  | Kill      | unchanged  | nothing
-/// running, stopping    | Run ends  | ended      | waiters are released
+/// any that is alive    | Run ends  | ended      | waiters are released
 ///
 /// All operations may be called from any thread. The destructor kills a thread that is still alive and returns only
 /// when no Wait is inside the object: a derived class has to stop its thread before its own members go. It must not
-/// run on the object's own thread, except by auto destroy.
+/// run on the object's own thread, except by auto destroy. Right after Wait has told of an end the object may go.
 ///
-/// A kill breaks the thread off wherever it is in Run; one that comes before Run is obeyed there. A thread that kills
-/// itself does not return from Kill.
+/// A kill breaks the thread off wherever it is in Run; one that comes before Run is obeyed there, and one that
+/// comes behind Run waits while the thread ends by itself. A thread that kills itself does not return from Kill.
+/// What a broken-off thread holds or is inside of stays so: locks, those of the allocator among them, and waits for
+/// other threads. Kill is a last resort; to end a thread use TryStop.
 ///
 /// Failures are threadExp with a number of threadCode, those of CSem and CEvent, and std::bad_alloc.
 class TThread {
@@ -86,6 +88,9 @@ class TThread {
   void Create(bool autoDestroy, std::uint64_t stackSize);
   void Resume();
   void Suspend();
+  /// Returns when the thread runs no more code. With auto destroy the object is gone then; what its destructor
+  /// throws comes with code 8. Code 8 is also a signal that could not be sent: the thread runs on, in state
+  /// stopping, and may be killed again.
   void Kill(std::uint32_t code);
 
   /// For the thread's own body, at its safe points: true if a stop has been requested; blocks while a suspend
@@ -114,26 +119,30 @@ class TThread {
   static std::uint64_t SetDefaultStackSize(std::uint64_t size) noexcept;
 
  protected:
-  /// The lock that guards changes of state; a derived class may hold it across several operations.
+  /// The lock that guards changes of state; a derived class may hold it across several operations, but not
+  /// across Kill and Wait, which have to give it up.
   FASTKSV_PCLOCK& StateLock() QORV_RETURN_CAPABILITY(lock_) { return lock_; }
 
  private:
   friend class CThread_Imp;
 
   bool TestStopSlow(std::uint32_t flag);
-  bool KillAlive(CScopeLock<FASTKSV_PCLOCK>& guard) QORV_NO_THREAD_SAFETY_ANALYSIS;
-  void ReleaseImp() noexcept;
-  bool Execute(CThread_Imp& imp) noexcept;
+  bool KillAlive(CScopeLock<FASTKSV_PCLOCK>& guard) QORV_REQUIRES(lock_);
+  bool AwaitEnd(CScopeLock<FASTKSV_PCLOCK>& guard, std::uint32_t milliseconds)
+      QORV_REQUIRES(lock_) QORV_NO_THREAD_SAFETY_ANALYSIS;
+  void Destroy(bool isSelf);
+  void ReleaseImp() noexcept QORV_REQUIRES(lock_);
+  bool Live(CThread_Imp& imp) noexcept;
   void DealWithUncaught() noexcept;
   void Finish(std::uint32_t code);
 
-  CThread_Imp* imp_ = nullptr;  // shared with the system thread by count
+  CThread_Imp* imp_ QORV_GUARDED_BY(lock_) = nullptr;  // shared with the system thread by count
   std::atomic<std::uint32_t> state_{threadState::none};
   std::atomic<std::uint32_t> exitCode_{0};
   std::atomic<std::uint32_t> stopFlag_{0};  // 0 none, 1 stop requested, all ones suspend requested
   std::atomic<std::uint32_t> autoDestroy_{0};
   FASTKSV_PCLOCK lock_;
-  std::uint32_t waiters_ = 0;  // threads inside Wait
+  std::uint32_t waiters_ QORV_GUARDED_BY(lock_) = 0;  // threads inside Wait
   IMPL::CLazySem suspendSem_;
 };
 

@@ -1,4 +1,5 @@
 #include <pthread.h>
+#include <signal.h>
 
 #include <memory>
 
@@ -21,6 +22,23 @@ void ForgetThreadId() {
   return cachedThreadId = platform::ThreadId();
 }
 
+// Holds off a kill of the calling thread: one that is broken off inside the allocator leaves it locked for all.
+class CKillHold {
+ public:
+  CKillHold() noexcept {
+    sigset_t killSignal;
+    ::sigemptyset(&killSignal);
+    ::sigaddset(&killSignal, platform::KillSignal());
+    ::pthread_sigmask(SIG_BLOCK, &killSignal, &before_);
+  }
+  CKillHold(const CKillHold&) = delete;
+  CKillHold& operator=(const CKillHold&) = delete;
+  ~CKillHold() { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+ private:
+  sigset_t before_;
+};
+
 }  // namespace
 
 const bool MultiProcessor = platform::ProcessorCount() > 1;
@@ -35,6 +53,7 @@ CLazySem::~CLazySem() noexcept(false) {
 
 CSem& CLazySem::Get() {
   if (CSem* present = sem_.load(std::memory_order_acquire)) return *present;
+  CKillHold hold;
   auto fresh = std::make_unique<CSem>(0, waitForever);
   CSem* present = nullptr;
   if (!sem_.compare_exchange_strong(present, fresh.get(), std::memory_order_acq_rel)) return *present;

@@ -38,12 +38,18 @@ bool IsAlive(std::uint32_t state) noexcept {
 
 }  // namespace
 
+// A kill signal that cannot be sent now, because too many are queued, can be later. Until then the object stays:
+// its thread must not run without it.
 TThread::~TThread() noexcept(false) {
   IMPL::DropWhileUnwinding([this] {
     for (;; SleepTick()) {
       Guard guard(lock_);
-      if (IsAlive(GetState()) && KillAlive(guard)) state_.exchange(killed);
-      if (IsAlive(GetState()) || waiters_ != 0) continue;
+      try {
+        if (KillAlive(guard)) state_.exchange(killed);
+      } catch (const threadExp&) {
+        continue;
+      }
+      if (waiters_ != 0) continue;
       ReleaseImp();
       stopFlag_.exchange(0);
       return;
@@ -130,70 +136,55 @@ bool TThread::TestStopSlow(std::uint32_t flag) {
   return false;
 }
 
-// Called under the lock, which is given up while the thread is on its way to its end: a thread that ends by
-// itself needs it. True if the thread has been killed, by this call or another, and its end is still to be
-// noted in the state.
+// True if this killed the thread, and that is still to be noted in the state. The lock is held all the while, so
+// that the thread cannot be broken off as its owner, unless the thread is ending by itself, for which it needs it.
 bool TThread::KillAlive(Guard& guard) {
-  state_.exchange(stopping);
-  CThread_Imp* const imp = imp_;
-  imp->AddRef();
-  const bool isKilling = [&] {
-    try {
-      return imp->RequestKill();
-    } catch (...) {
-      imp->Release();
-      throw;
-    }
-  }();
-  guard.Leave();
-  if (isKilling) {
-    imp->WaitForEnd(waitForever);
-  } else {
-    SleepTick();
+  while (IsAlive(GetState())) {
+    state_.exchange(stopping);
+    if (imp_->Kill()) return true;
+    AwaitEnd(guard, waitForever);
   }
-  imp->Release();
-  guard.Enter();
-  return isKilling && GetState() == stopping;
+  return false;
 }
 
 void TThread::Kill(std::uint32_t code) {
   Guard guard(lock_);
   if (!IsAlive(GetState())) return;
+  CThread_Imp* const self = imp_->IsCurrent() ? imp_ : nullptr;
   state_.exchange(stopping);
   OnKill(code);
-  const bool isSelf = imp_->IsCurrent();
-  if (!isSelf) {
-    while (!KillAlive(guard)) {
-      if (!IsAlive(GetState())) return;
-    }
-  }
+  if (self == nullptr && !KillAlive(guard)) return;
   state_.exchange(killed);
   exitCode_.exchange(KillExitCode(code));
-  CThread_Imp* const imp = imp_;
-  if (autoDestroy_.load() != 0) {
-    guard.Leave();
-    try {
-      delete this;
-    } catch (const qvExp& failure) {
-      IMPL::CMessage("TThread::Kill - unexpected error on auto destroy\n")
-          .Inner(failure)
-          .Throw<threadExp>(threadCode::kill);
-    } catch (...) {
-      throw threadExp(stringEx::view("TThread::Kill - unexpected error on auto destroy\n@ unknown error"),
-                      threadCode::kill);
-    }
-    if (isSelf) imp->KillCurrent();
-    return;
-  }
-  if (isSelf) {
-    guard.Leave();
-    imp->KillCurrent();
+  if (self != nullptr) self->RaiseEnd();  // a destructor waits for those who wait for this
+  const bool destroys = autoDestroy_.load() != 0;
+  guard.Leave();
+  if (destroys) Destroy(self != nullptr);
+  if (self != nullptr) self->BreakOffCurrent();  // on the thread's own reference
+}
+
+void TThread::Destroy(bool isSelf) {
+  try {
+    delete this;
+  } catch (const qvExp& failure) {
+    if (isSelf) EndProcess();
+    IMPL::CMessage("TThread::Kill - unexpected error on auto destroy\n")
+        .Inner(failure)
+        .Throw<threadExp>(threadCode::kill);
+  } catch (...) {
+    if (isSelf) EndProcess();
+    throw threadExp(stringEx::view("TThread::Kill - unexpected error on auto destroy\n@ unknown error"),
+                    threadCode::kill);
   }
 }
 
 bool TThread::Wait(std::uint32_t milliseconds) {
   Guard guard(lock_);
-  if (!IsAlive(GetState())) return true;
+  return !IsAlive(GetState()) || AwaitEnd(guard, milliseconds);
+}
+
+// Gives up the lock while it waits. The object does not go before it is back: it is counted.
+bool TThread::AwaitEnd(Guard& guard, std::uint32_t milliseconds) {
   ++waiters_;
   CThread_Imp* const imp = imp_;
   guard.Leave();
@@ -215,21 +206,15 @@ void TThread::ReleaseImp() noexcept {
 }
 
 // The thread's life behind the start semaphore. False if it has been killed: the object may then be gone.
-bool TThread::Execute(CThread_Imp& imp) noexcept {
-  {
-    Guard guard(lock_);
-    imp.DiscardStart();
-  }
+bool TThread::Live(CThread_Imp& imp) noexcept {
   std::uint32_t code = 0;
   try {
-    if (!imp.OpenToKill()) return false;
     code = Run();
-    imp.CloseToKill();
+    if (!imp.BeginEnding()) return false;
   } catch (...) {
-    imp.CloseToKill();
+    if (!imp.BeginEnding()) return false;
     DealWithUncaught();
   }
-  if (!imp.BeginEnding()) return false;
   try {
     OnFinished();
   } catch (...) {
@@ -249,8 +234,8 @@ void TThread::DealWithUncaught() noexcept {
   EndProcess();
 }
 
-// Whoever waits holds the object: it goes only when the last of them has left, and this thread, which may
-// still be leaving the lock, touches nothing of the object behind the step that lets others in.
+// Whoever waits holds the object: it goes only when the last of them has left. Leaving the lock is the last step,
+// and touches nothing of the object behind the instruction that lets another in, who may destroy it at once.
 void TThread::Finish(std::uint32_t code) {
   Guard guard(lock_);
   exitCode_.exchange(code);

@@ -3,6 +3,7 @@
 #include <signal.h>
 
 #include <cerrno>
+#include <system_error>
 
 #include <qorv/thread.h>
 
@@ -104,12 +105,17 @@ void CThread_Imp::Create(TThread& thread, std::uint64_t stackSize) {
   InstallKillSignal();
   CAttributes attributes;
   attributes.Fill(stackSize);
-  AddRef();  // the thread's own
+  references_.fetch_add(1, std::memory_order_relaxed);  // the thread's own
   if (const int error = ::pthread_create(&handle_, attributes.Get(), ThreadMain, &thread); error != 0) {
     Release();
     Check(error, "CThread_Imp::Create - failed create thread\n", createTexts);
   }
-  attributes.Release();
+  try {
+    attributes.Release();
+  } catch (...) {
+    Kill();
+    throw;
+  }
 }
 
 void CThread_Imp::InstallKillSignal() {
@@ -121,59 +127,77 @@ void CThread_Imp::InstallKillSignal() {
   }();
 }
 
+// Only a thread of the library that has been told to break off obeys, and only once: a stray signal finds
+// another phase.
 void CThread_Imp::OnKillSignal(int) noexcept {
   CThread_Imp* const self = current;
-  if (self == nullptr || !self->isOpen_.load() || self->phase_.load() != Phase::killing) return;
-  self->isOpen_.store(false);
-  ::siglongjmp(self->escape_, 1);
+  if (self != nullptr && self->Move(Phase::killing, Phase::broken)) ::siglongjmp(self->escape_, 1);
 }
 
-// The object outlives this as long as it is not told to end: its destructor waits for the event or for the
-// state. Behind a kill nothing of it may be touched, so what is needed then is reached without it.
+// The object outlives this as long as nobody has raised the event or noted an end in the state: its destructor
+// waits for one of them. So nothing of it is touched after a break, nor behind Live.
 void* CThread_Imp::ThreadMain(void* argument) noexcept {
   auto* const thread = static_cast<TThread*>(argument);
-  current = thread->imp_;
+  CThread_Imp* const imp = thread->imp_;
+  current = imp;
   sigset_t killSignal;
   ::sigemptyset(&killSignal);
   ::sigaddset(&killSignal, IMPL::platform::KillSignal());
   ::pthread_sigmask(SIG_UNBLOCK, &killSignal, nullptr);
-  if (sigsetjmp(current->escape_, 1) != 0 || !current->WaitForStart() || !thread->Execute(*current)) {
-    current->EndAsKilled();
+  if (sigsetjmp(imp->escape_, 1) != 0) {
+    imp->EndAsBroken();
+  } else if (!imp->WaitForStart() || !thread->Live(*imp)) {
+    imp->EndAsBroken();
   }
-  current->Release();
   current = nullptr;
+  imp->Release();
   return nullptr;
 }
 
 // False if a kill came first.
 bool CThread_Imp::WaitForStart() {
   start_->P();
-  return Move(Phase::starting, Phase::running);
+  if (Move(Phase::starting, Phase::running)) {
+    // Nobody else comes here again: the object lets start once, a killer only while the phase is starting.
+    start_.reset();
+    return true;
+  }
+  Move(Phase::killing, Phase::broken);
+  return false;
 }
 
-// The killer may still be using the handle, which is good only as long as this thread exists.
-void CThread_Imp::EndAsKilled() {
+// The killer may still be using the handle, which is good only as long as this thread exists. The event is
+// this thread's to touch until it gives up its reference, whoever has learnt from it by then.
+void CThread_Imp::EndAsBroken() {
   killSent_.P();
   ended_.RaiseEvent();
 }
 
-bool CThread_Imp::RequestKill() {
+bool CThread_Imp::Kill() {
   if (Move(Phase::starting, Phase::killing)) {
     start_->V(1);
+    killSent_.V(1);
   } else if (Move(Phase::running, Phase::killing)) {
-    const int error = ::pthread_kill(handle_, IMPL::platform::KillSignal());
-    if (error == ESRCH) ended_.RaiseEvent();
-    if (error != 0 && error != ESRCH) {
-      killSent_.V(1);  // the thread still ends as a killed one, but only when Run is through
-      CMessage("CThread_Imp::Kill - failed send the kill signal\n")
-          .Errno("  error code = ", "  error desc = ", error, {})
-          .Throw<threadExp>(threadCode::kill);
-    }
-  } else {
-    return phase_.load() == Phase::killing;
+    SendKill();
+    killSent_.V(1);
+  } else if (phase_.load() == Phase::ending) {
+    return false;
   }
-  killSent_.V(1);
+  WaitForEnd(waitForever);
   return true;
+}
+
+// The thread cannot be gone: it either obeys, or finds at the end of Run that it is to break off, and both
+// wait for killSent_. For the same reason a failed kill can be taken back, unless it has been obeyed already.
+void CThread_Imp::SendKill() {
+  const int error = ::pthread_kill(handle_, IMPL::platform::KillSignal());
+  if (error == 0) return;
+  if (error == ESRCH) return ended_.RaiseEvent();
+  if (!Move(Phase::killing, Phase::running)) return;
+  CMessage("CThread_Imp::Kill - failed send the kill signal\n")
+      .Field("  error code = ", error)
+      .Field("  error desc = ", std::generic_category().message(error))
+      .Throw<threadExp>(threadCode::kill);
 }
 
 bool CThread_Imp::WaitForEnd(std::uint32_t milliseconds) {
@@ -188,17 +212,17 @@ bool CThread_Imp::IsCurrent() const noexcept {
   return current == this;
 }
 
-bool CThread_Imp::OpenToKill() noexcept {
-  isOpen_.store(true);
-  // A kill from here on breaks the thread off; one that came before has only left its mark.
-  if (phase_.load() != Phase::killing) return true;
-  isOpen_.store(false);
-  return false;
+// A killer that takes its failed kill back may come between the two swaps.
+bool CThread_Imp::BeginEnding() noexcept {
+  for (;;) {
+    if (Move(Phase::running, Phase::ending)) return true;
+    if (Move(Phase::killing, Phase::broken)) return false;
+  }
 }
 
-void CThread_Imp::KillCurrent() {
-  isOpen_.store(false);
-  if (phase_.exchange(Phase::killing) != Phase::killing) killSent_.V(1);
+void CThread_Imp::BreakOffCurrent() {
+  if (!Move(Phase::running, Phase::broken)) Move(Phase::ending, Phase::broken);
+  killSent_.V(1);  // there is no other killer
   ::siglongjmp(escape_, 1);
 }
 

@@ -6,7 +6,8 @@
 
 #include <atomic>
 #include <cstdint>
-#include <memory>
+#include <optional>
+#include <utility>
 
 #include <qorv/sync.h>
 
@@ -17,38 +18,36 @@ class TThread;
 /// What a TThread and its system thread share, by count: each holds one reference, so neither can free it
 /// under the other.
 ///
-/// phase    | meaning                                          | left by
-/// ---------|--------------------------------------------------|--------------------------------------------
-/// starting | has not passed the start semaphore               | the thread: running; a killer: killing
-/// running  | on its way through Run                           | the thread: ending; a killer: killing
-/// killing  | is to run no more code of its object             | nobody
-/// ending   | Run is through; ends by itself, nobody kills it  | nobody
+/// phase    | meaning                                   | left by
+/// ---------|-------------------------------------------|---------------------------------------------------
+/// starting | has not passed the start semaphore        | the thread: running; a killer: killing
+/// running  | is in Run                                 | the thread: ending, broken; a killer: killing
+/// killing  | has been told to break off                | the thread: broken; a killer that failed: running
+/// broken   | has broken off, and touches no object     | nobody
+/// ending   | Run is through; nobody kills it any more  | the thread, killing itself: broken
 ///
 /// The phase changes by compare-and-swap alone, so exactly one of thread and killer decides how the thread
-/// ends. A thread that is being killed never touches its TThread again, which may be gone as soon as the
-/// event is raised.
+/// ends. A killer holds the state lock of the object from its swap until the event is raised. The thread swaps
+/// to ending before it enters that lock to note its end, so the two never wait for each other. On its way to Run
+/// the thread enters no lock and allocates nothing, so that a kill cannot break it off inside of either.
 class CThread_Imp {
  public:
   CThread_Imp() = default;
   CThread_Imp(const CThread_Imp&) = delete;
   CThread_Imp& operator=(const CThread_Imp&) = delete;
 
-  void AddRef() noexcept { references_.fetch_add(1, std::memory_order_relaxed); }
   void Release() noexcept;
-
-  /// Makes the system thread, which starts in ThreadMain and holds a reference of its own. `stackSize` in
-  /// bytes; 0 takes the system's default. threadExp, code 1.
-  void Create(TThread& thread, std::uint64_t stackSize);
 
   // For the object, under its lock.
 
-  /// Lets the thread go on to Run, if it has not.
-  void LetStart() {
-    if (start_) start_->V(1);
-  }
-  void DiscardStart() { start_.reset(); }
-  /// False if the thread is ending by itself. Otherwise it has been told to end, and will raise the event.
-  bool RequestKill();
+  /// Makes the system thread, which starts in ThreadMain and holds a reference of its own. `stackSize` in
+  /// bytes; 0 takes the system's default. threadExp, code 1; there is no thread then.
+  void Create(TThread& thread, std::uint64_t stackSize);
+  /// Lets the thread go on to Run. Once in its life.
+  void LetStart() { start_->V(1); }
+  /// Breaks the thread off and waits until it has raised the event. False, with nothing done, if it is ending
+  /// by itself. threadExp, code 8: it runs on as before.
+  bool Kill();
 
   // For those who hold a reference.
 
@@ -59,33 +58,29 @@ class CThread_Imp {
 
   // For the thread itself.
 
-  /// Opens and closes the stretch in which a kill breaks the thread off wherever it is, without destroying
-  /// what lies on its stack. Opening fails if a kill came before.
-  bool OpenToKill() noexcept;
-  void CloseToKill() noexcept { isOpen_.store(false); }
-  /// From now on nobody kills the thread. Fails if somebody does already.
-  bool BeginEnding() noexcept { return Move(Phase::running, Phase::ending); }
-  /// Ends the calling thread at once as a killed one.
-  [[noreturn]] void KillCurrent();
+  /// From now on nobody kills the thread. False if somebody has: it must touch nothing of its object.
+  bool BeginEnding() noexcept;
+  /// Ends the calling thread at once as a killed one. Its object may be gone.
+  [[noreturn]] void BreakOffCurrent();
 
  private:
-  enum class Phase : std::uint32_t { starting, running, killing, ending };
+  enum class Phase : std::uint32_t { starting, running, killing, broken, ending };
 
   ~CThread_Imp() = default;
 
   bool Move(Phase from, Phase to) noexcept { return phase_.compare_exchange_strong(from, to); }
+  void SendKill();
   bool WaitForStart();
-  void EndAsKilled();
-  static void* ThreadMain(void* thread) noexcept;
+  void EndAsBroken();
+  static void* ThreadMain(void* thread) noexcept QORV_NO_THREAD_SAFETY_ANALYSIS;  // its maker holds the lock
   static void OnKillSignal(int) noexcept;
   static void InstallKillSignal();
 
   std::atomic<std::uint32_t> references_{1};
   std::atomic<Phase> phase_{Phase::starting};
-  std::atomic<bool> isOpen_{false};
   pthread_t handle_{};
-  std::unique_ptr<CSem> start_ = std::make_unique<CSem>(0, 1);
-  CSem killSent_{0, 1};  // a killer is done with the handle
+  std::optional<CSem> start_{std::in_place, 0U, 1U};
+  CSem killSent_{0, 1};  // the killer is done with the handle
   CEvent ended_{false};
   sigjmp_buf escape_;
 };
