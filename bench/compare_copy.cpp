@@ -299,9 +299,14 @@ void PrintMachine() {
 }  // namespace
 
 int main(int argc, char** argv) {
+  const std::vector<std::string> arguments(argv + 1, argv + argc);
+  if (std::ranges::find(arguments, "--help") != arguments.end()) {
+    Usage(std::cout);
+    return 0;
+  }
   OPTIONS options;
   try {
-    options = ParseOptions({argv + 1, argv + argc});
+    options = ParseOptions(arguments);
   } catch (const std::exception& failure) {
     std::cerr << "compare_copy: " << failure.what() << '\n';
     Usage(std::cerr);

@@ -1,5 +1,6 @@
 #include "contest.h"
 
+#include <malloc.h>
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -39,7 +40,7 @@ COST RunAndJudge(const CONTEST& contest, const CONTESTANT& contestant) {
     cost.wall += SecondsSince(start);
   }
   cost.wrongBytes = contest.judge(contestant);
-  cost.screen = {};  // the next program's peak of memory begins with ours
+  cost.screen = {};
   return cost;
 }
 
@@ -75,6 +76,8 @@ COST RunOnce(const CONTESTANT& contestant, const std::filesystem::path& folder) 
   spec.workingDirectory = folder;
   spec.limit = std::chrono::seconds(1800);
 
+  // A new process inherits our peak of memory, so what earlier screens took is given back.
+  malloc_trim(0);
   COST cost;
   const double processorBefore = ProcessorSeconds();
   const Clock::time_point start = Clock::now();

@@ -1,13 +1,12 @@
 #include "ground.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <fstream>
-#include <iterator>
 #include <set>
 #include <stdexcept>
 #include <string_view>
@@ -91,14 +90,23 @@ BADSECTORS InOneRun(std::int64_t count, std::int64_t size) {
 
 CGround::CGround(const fs::path& parent, std::int64_t size)
     : folder_(fs::absolute(parent) / "tolk-bench"), size_(size) {
-  fs::remove_all(folder_);
   fs::create_directories(folder_);
+  Lock();
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder_))
+    fs::remove_all(entry);
   MakeSource();
 }
 
 CGround::~CGround() {
   std::error_code ignored;
   fs::remove_all(folder_, ignored);
+  close(lock_);
+}
+
+void CGround::Lock() {
+  lock_ = open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (lock_ < 0 || flock(lock_, LOCK_EX | LOCK_NB) != 0)
+    throw std::system_error(errno, std::generic_category(), folder_.string() + " cannot be had alone");
 }
 
 void CGround::MakeSource() const {

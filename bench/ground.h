@@ -24,11 +24,12 @@ BADSECTORS Scattered(std::int64_t count, std::int64_t size);
 /// `count` sectors in one run in the middle of a source of `size` bytes.
 BADSECTORS InOneRun(std::int64_t count, std::int64_t size);
 
-/// A folder that is emptied when it is taken and removed in the end. Failures are exceptions of the standard
-/// library.
+/// A folder that is emptied when it is taken and removed in the end; what a run has left that was broken off
+/// is thus gone with the next one. Failures are exceptions of the standard library.
 class CGround {
  public:
-  /// Makes a source of `size` bytes, a multiple of one MiB, in the folder "tolk-bench" below `parent`.
+  /// Makes a source of `size` bytes, a multiple of one MiB, in the folder "tolk-bench" below `parent`. Throws
+  /// if another process is using that folder.
   CGround(const std::filesystem::path& parent, std::int64_t size);
   CGround(const CGround&) = delete;
   CGround& operator=(const CGround&) = delete;
@@ -57,9 +58,11 @@ class CGround {
   std::int64_t WrongBytes(const BADSECTORS& bad, std::optional<unsigned char> fill) const;
 
  private:
+  void Lock();
   void MakeSource() const;
 
   std::filesystem::path folder_;
+  int lock_ = -1;
   std::int64_t size_;
 };
 
