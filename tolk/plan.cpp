@@ -225,7 +225,8 @@ std::int64_t SectorsOf(std::int64_t position, const DUMPPARAM& param) {
 }  // namespace
 
 void OpenSource(Qorv::CSysFile& source, const stringEx& path) {
-  // A pipe cannot be sought in, but opening one would wait for its other end, for ever if need be, before it is seen.
+  // A pipe cannot be sought in, but opening one would wait for its other end, for ever if need be, before it
+  // is seen.
   std::error_code ignored;
   const int access = std::filesystem::is_fifo(path.data(), ignored) ? O_RDONLY | O_NONBLOCK : O_RDONLY;
   source.Open(path, access, 0, Qorv::fileShare::none, 0666,

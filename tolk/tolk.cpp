@@ -115,10 +115,11 @@ void ReportUncaught(const stringEx& channel, const stringEx& tag) {
 
 using Buffer = Qorv::basic_buffer<unsigned char>;
 
-// Buffers that the writer is done with and the reader fills again. Fresh memory costs a page fault for each page of it,
-// and memory that was used long ago is in no cache. So, once it has enough buffers under way, the reader gives the writer
-// a moment to hand one back before it takes another: a target that keeps pace then sees a short queue of warm buffers,
-// and one that has stalled still gets its queue filled. There are never more buffers than were once in use together.
+// Buffers that the writer is done with and the reader fills again. Fresh memory costs a page fault for each
+// page of it, and memory that was used long ago is in no cache. So, once it has enough buffers under way, the
+// reader gives the writer a moment to hand one back before it takes another: a target that keeps pace then
+// sees a short queue of warm buffers, and one that has stalled still gets its queue filled. There are never
+// more buffers than were once in use together.
 //
 // A ring between one taker, the reader, and one giver, the writer.
 class CSpareBuffers {
@@ -284,8 +285,8 @@ class CReader final : public Qorv::TThread, private DUMPPARAM {
   std::atomic<std::int64_t> tickBytes_{0};  // read since the progress line last took the value
   std::atomic<std::int64_t> bytesToGo_{0};
   const std::int64_t startTime_;  // microseconds
-  // Where the work on failed reads ends. A range may reach beyond the source as far as the operator likes, but
-  // there is nothing to come back to there, and nothing to fill.
+  // Where the work on failed reads ends. A range may reach beyond the source as far as the operator likes,
+  // but there is nothing to come back to there, and nothing to fill.
   const std::int64_t faultEnd_;
   std::deque<std::int64_t> medQueue_;
   std::deque<PIECE> sectorQueue_;
@@ -427,10 +428,10 @@ bool CReader::SkipBlock(const Qorv::sysfileExp& failure) {
 
 // Goes over one failed block. What lies behind a read of nothing is left unfilled.
 //
-// A short read is a success, and the next piece starts where it would have started anyway. Systems cut a read at a bad
-// place as well as at the source's end: unless the end shows next, what the read left of its piece goes to the sector
-// pass. Where the block is no multiple of the piece, the last piece is read beyond it, but its sectors belong to the
-// block behind.
+// A short read is a success, and the next piece starts where it would have started anyway. Systems cut a read
+// at a bad place as well as at the source's end: unless the end shows next, what the read left of its piece
+// goes to the sector pass. Where the block is no multiple of the piece, the last piece is read beyond it, but
+// its sectors belong to the block behind.
 void CReader::MedPass(std::int64_t start) {
   const std::int64_t end = std::min(Advance(start, blockSize), faultEnd_);
   PIECE rest{};  // of the piece before

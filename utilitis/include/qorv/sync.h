@@ -164,7 +164,8 @@ class QORV_SCOPED_CAPABILITY CScopeLock {
 /// lock is taken inside it.
 ///
 /// `Container` needs push_back, front, pop_front. Failures are those of CSem, std::bad_alloc, and what
-/// copying an item throws; an item that could not be copied in is not in the queue, and one that could not be moved out is still its first.
+/// copying an item throws; an item that could not be copied in is not in the queue, and one that could not be
+/// moved out is still its first.
 template <class Item, class Lock, class Container>
 class CMessageQueue {
  public:

@@ -9,7 +9,8 @@
 namespace Qorv::IMPL {
 
 /// Repeats `call`, which returns a negative number and sets errno on failure, while a signal interrupts it.
-/// Every call whose failure matters goes through this, except lseek, fstat and utime, which are never repeated.
+/// Every call whose failure matters goes through this, except lseek, fstat and utime, which are never
+/// repeated.
 template <class Call>
 auto RetryOnEintr(Call&& call) {
   decltype(call()) result;
