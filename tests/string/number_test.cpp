@@ -4,8 +4,11 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
+#include <random>
 #include <string>
+#include <utility>
 
 #include <qorv/string.h>
 
@@ -13,6 +16,7 @@
 
 namespace {
 
+using Qorv::npos;
 using Qorv::stringEx;
 using Qorv::wstringEx;
 
@@ -94,6 +98,7 @@ const RealRow reals[] = {
     {"Underflow", "1e-400", 0, 6, true},
     {"ZeroIsNoUnderflow", "0e-99999", 0, 8},
     {"Hundred", "100.0", 100, 5},
+    {"ZeroOfManyDigits", "0.000e99999999", 0, 14},
 };
 
 class Real : public testing::TestWithParam<RealRow> {};
@@ -102,12 +107,95 @@ TEST_P(Real, IsRead) {
   const RealRow& row = GetParam();
   std::uint64_t consumed = 99;
   errno = 0;
-  EXPECT_DOUBLE_EQ(stringEx(row.text).to_double(0, &consumed), row.expected);
+  EXPECT_DOUBLE_EQ(stringEx(row.text).to_double(0, npos, &consumed), row.expected);
   EXPECT_EQ(consumed, row.consumed);
   EXPECT_EQ(errno, row.isRangeError ? ERANGE : 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Number, Real, testing::ValuesIn(reals), rowName);
+
+TEST(Number, IsReadFromAPart) {
+  const stringEx text("12-345.75e1");
+  struct Row {
+    std::uint64_t position;
+    std::uint64_t length;
+    std::int64_t integer;
+    std::uint64_t integerConsumed;
+    double real;
+    std::uint64_t realConsumed;
+  };
+  const Row rows[] = {
+      {0, npos, 12, 2, 12, 2},     {1, 1, 2, 1, 2, 1}, {2, 3, -34, 3, -34, 3}, {2, npos, -345, 4, -3457.5, 9},
+      {2, 8, -345, 4, -345.75, 7}, {2, 0, 0, 0, 0, 0}, {11, npos, 0, 0, 0, 0}, {npos, npos, 0, 0, 0, 0},
+  };
+  for (const Row& row : rows) {
+    std::uint64_t consumed = 99;
+    EXPECT_EQ(text.to_int64(row.position, row.length, 10, 0, &consumed), row.integer) << row.position;
+    EXPECT_EQ(consumed, row.integerConsumed) << row.position;
+    EXPECT_DOUBLE_EQ(text.to_double(row.position, row.length, &consumed), row.real) << row.position;
+    EXPECT_EQ(consumed, row.realConsumed) << row.position;
+  }
+}
+
+class CRandomText {
+ public:
+  explicit CRandomText(std::string_view elements) : elements_(elements) {}
+  std::string Next() {
+    std::string text(random_() % 24, ' ');
+    for (char& element : text)
+      element = elements_[random_() % elements_.size()];
+    return text;
+  }
+
+ private:
+  std::mt19937_64 random_{20};
+  std::string_view elements_;
+};
+
+bool HasPrefix(const std::string& text) {
+  return text.find_first_of("xX") != std::string::npos || text.find("0b") != std::string::npos ||
+         text.find("0B") != std::string::npos;
+}
+
+// A binary prefix, and any prefix with a given base, are read by different rules.
+TEST(Number, IsReadAsTheSystemReadsIt) {
+  CRandomText texts("00112345678899abBxXfzZ+-  \t");
+  for (int i = 0; i < 200'000; ++i) {
+    const std::string text = texts.Next();
+    for (const auto& [base, systemBase] : {std::pair(-1, 0), {2, 2}, {8, 8}, {10, 10}, {16, 16}, {36, 36}}) {
+      if (base != 8 && base != 10 && base != 36 && HasPrefix(text)) continue;
+      for (const bool isUnsigned : {false, true}) {
+        char* end = nullptr;
+        errno = 0;
+        const std::int64_t expected =
+            isUnsigned ? static_cast<std::int64_t>(std::strtoull(text.c_str(), &end, systemBase))
+                       : std::strtoll(text.c_str(), &end, systemBase);
+        const int expectedError = errno;
+        std::uint64_t consumed = 99;
+        errno = 0;
+        const std::int64_t value =
+            stringEx(text).to_int64(base, isUnsigned ? Qorv::numberFlag::isUnsigned : 0, &consumed);
+        ASSERT_EQ(value, expected) << '"' << text << "\" base " << base;
+        ASSERT_EQ(errno, expectedError) << '"' << text << "\" base " << base;
+        if (errno == 0) {
+          ASSERT_EQ(consumed, static_cast<std::uint64_t>(end - text.c_str())) << text;
+        }
+      }
+    }
+  }
+}
+
+TEST(Number, RealIsReadAsTheSystemReadsIt) {
+  CRandomText texts("0123456789.eE+- 125");
+  for (int i = 0; i < 200'000; ++i) {
+    const std::string text = texts.Next();
+    char* end = nullptr;
+    const double expected = std::strtod(text.c_str(), &end);
+    std::uint64_t consumed = 99;
+    ASSERT_DOUBLE_EQ(stringEx(text).to_double(0, npos, &consumed), expected) << '"' << text << '"';
+    ASSERT_EQ(consumed, static_cast<std::uint64_t>(end - text.c_str())) << '"' << text << '"';
+  }
+}
 
 TEST(Number, IsWrittenInEveryBase) {
   struct Row {

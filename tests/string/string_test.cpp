@@ -85,14 +85,6 @@ TEST(String, FormFeedIsNoSpaceAndZeroIs) {
   EXPECT_EQ(text, "\f x \f");
 }
 
-TEST(String, FormatWithoutLimitIsCutAt256) {
-  const std::string longText(300, 'x');
-  EXPECT_EQ(stringEx().format("%s", longText.c_str()).length(), 256U);
-  EXPECT_EQ(stringEx().format(299, "%s", longText.c_str()).length(), 299U);
-  EXPECT_EQ(stringEx().format(301, "%s", longText.c_str()).length(), 300U);
-  EXPECT_EQ(Qorv::wstringEx().format(L"%ls", std::wstring(300, L'y').c_str()).length(), 256U);
-}
-
 TEST(String, StreamWritesZeroElements) {
   std::ostringstream out;
   out << stringEx("a\0b", 3);

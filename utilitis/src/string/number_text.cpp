@@ -1,5 +1,6 @@
 // Numbers into text and out of it.
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cmath>
 #include <limits>
@@ -9,10 +10,18 @@
 namespace Qorv {
 namespace {
 
+// One bit for each element of the white space, all of which lie below 64.
+constexpr std::uint64_t spaceBits = [] {
+  std::uint64_t bits = 0;
+  for (const char element : IMPL::whiteSpace<char>)
+    bits |= std::uint64_t{1} << element;
+  return bits;
+}();
+
 template <class T>
-constexpr bool IsNumberSpace(T element) noexcept {
-  return element == T('\0') || (element >= T('\t') && element <= T('\r') && element != T('\f')) ||
-         element == T(' ');
+constexpr bool IsSpace(T element) noexcept {
+  const auto index = static_cast<std::make_unsigned_t<T>>(element);
+  return index < 64 && ((spaceBits >> index) & 1) != 0;
 }
 
 template <class T>
@@ -20,35 +29,43 @@ constexpr bool IsDecimal(T element) noexcept {
   return element >= T('0') && element <= T('9');
 }
 
-// The value of a digit of any base up to 36; 36 for an element that is none.
+constexpr std::uint32_t noDigit = 36;
+
+constexpr std::array<std::uint8_t, 128> digitValues = [] {
+  std::array<std::uint8_t, 128> values{};
+  values.fill(noDigit);
+  for (std::uint8_t i = 0; i < noDigit; ++i) {
+    values["0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ"[i] & 127] = i;
+    values["0123456789abcdefghijklmnopqrstuvwxyz"[i] & 127] = i;
+  }
+  return values;
+}();
+
+// The value of a digit of any base up to 36; noDigit for an element that is none.
 template <class T>
 constexpr std::uint32_t DigitValue(T element) noexcept {
-  if (IsDecimal(element)) return static_cast<std::uint32_t>(element - T('0'));
-  if (element >= T('A') && element <= T('Z')) return static_cast<std::uint32_t>(element - T('A')) + 10;
-  if (element >= T('a') && element <= T('z')) return static_cast<std::uint32_t>(element - T('a')) + 10;
-  return 36;
+  const auto index = static_cast<std::make_unsigned_t<T>>(element);
+  return index < digitValues.size() ? digitValues[index] : noDigit;
 }
 
 // A walk over text that knows where it ends.
 template <class T>
 class CScanner {
  public:
-  CScanner(std::basic_string_view<T> text, std::uint64_t position) noexcept
-      : text_(text), position_(std::min<std::uint64_t>(position, text.size())) {}
+  explicit CScanner(std::basic_string_view<T> text) noexcept
+      : begin_(text.data()), at_(begin_), end_(begin_ + text.size()) {}
 
-  bool AtEnd() const noexcept { return position_ == text_.size(); }
-  T Peek(std::uint64_t ahead = 0) const noexcept {
-    return position_ + ahead < text_.size() ? text_[position_ + ahead]
-                                            : T('\f');  // matches nothing sought here
-  }
-  bool IsLetter(char lower, std::uint64_t ahead) const noexcept {
+  bool AtEnd() const noexcept { return at_ == end_; }
+  T Peek() const noexcept { return AtEnd() ? T('\f') : *at_; }  // which matches nothing sought here
+  T Peek(std::ptrdiff_t ahead) const noexcept { return end_ - at_ > ahead ? at_[ahead] : T('\f'); }
+  bool IsLetter(char lower, std::ptrdiff_t ahead) const noexcept {
     return Peek(ahead) == T(lower) || Peek(ahead) == T(lower - 32);
   }
-  void Skip(std::uint64_t count = 1) noexcept { position_ += count; }
-  std::uint64_t Position() const noexcept { return position_; }
+  void Skip(std::ptrdiff_t count = 1) noexcept { at_ += count; }
+  std::uint64_t Position() const noexcept { return static_cast<std::uint64_t>(at_ - begin_); }
 
   void SkipSpace() noexcept {
-    while (!AtEnd() && IsNumberSpace(Peek()))
+    while (!AtEnd() && IsSpace(Peek()))
       Skip();
   }
   bool TakeSign() noexcept {
@@ -58,8 +75,9 @@ class CScanner {
   }
 
  private:
-  std::basic_string_view<T> text_;
-  std::uint64_t position_;
+  const T* begin_;
+  const T* at_;
+  const T* end_;
 };
 
 // Base of the number at hand. A prefix is skipped only if a digit of its base follows; "0x" alone is the
@@ -79,9 +97,17 @@ std::uint32_t DetectBase(CScanner<T>& scan) noexcept {
 // Digits of `base`, stopping where the value would no longer fit; `overflow` tells of that.
 template <class T>
 std::uint64_t TakeDigits(CScanner<T>& scan, std::uint32_t base, std::uint64_t most, bool& overflow) noexcept {
+  constexpr int safe = 12;  // as many digits fit in 63 bits in every base
   std::uint64_t value = 0;
-  for (std::uint32_t digit; !scan.AtEnd() && (digit = DigitValue(scan.Peek())) < base; scan.Skip()) {
-    if (value > (most - digit) / base) {
+  std::uint32_t digit = 0;
+  for (int i = 0; i < safe; ++i, scan.Skip()) {
+    if ((digit = DigitValue(scan.Peek())) >= base) return value;
+    value = value * base + digit;
+  }
+  const std::uint64_t cut = most / base;
+  const std::uint64_t lastDigit = most % base;
+  for (; (digit = DigitValue(scan.Peek())) < base; scan.Skip()) {
+    if (value > cut || (value == cut && digit > lastDigit)) {
       overflow = true;
       return value;
     }
@@ -164,7 +190,7 @@ std::int64_t basic_string_ex<T>::to_int64(int base, std::uint32_t flags,
   const bool isUnsigned = (flags & numberFlag::isUnsigned) != 0;
   if (consumed != nullptr) *consumed = 0;
   if (base != -1 && (base < 2 || base > 36)) return 0;
-  CScanner<T> scan(*this, 0);
+  CScanner<T> scan(*this);
   scan.SkipSpace();
   const bool negative = scan.TakeSign();
   if (scan.AtEnd()) return 0;
@@ -185,9 +211,16 @@ std::int64_t basic_string_ex<T>::to_int64(int base, std::uint32_t flags,
 }
 
 template <class T>
-double basic_string_ex<T>::to_double(std::uint64_t position, std::uint64_t* consumed) const noexcept {
+std::int64_t basic_string_ex<T>::to_int64(std::uint64_t position, std::uint64_t length, int base,
+                                          std::uint32_t flags, std::uint64_t* consumed) const noexcept {
+  return part({position, length}).to_int64(base, flags, consumed);
+}
+
+template <class T>
+double basic_string_ex<T>::to_double(std::uint64_t position, std::uint64_t length,
+                                     std::uint64_t* consumed) const noexcept {
   if (consumed != nullptr) *consumed = 0;
-  CScanner<T> scan(*this, position);
+  CScanner<T> scan(part({position, length}));
   scan.SkipSpace();
   const bool negative = scan.TakeSign();
   long double value = 0;
@@ -201,10 +234,10 @@ double basic_string_ex<T>::to_double(std::uint64_t position, std::uint64_t* cons
   scale += TakeExponent(scan);
   if (consumed != nullptr) *consumed = scan.Position();
   const bool isZero = value == 0;
-  for (; scale > 0 && !std::isinf(value); --scale)
+  for (; scale > 0 && value != 0 && !std::isinf(value); --scale)
     value *= 10;
-  for (; scale < 0 && value != 0; ++scale)
-    value /= 10;
+  for (; scale < 0 && value != 0 && !std::isinf(value); ++scale)
+    value *= 0.1L;
   const auto result = static_cast<double>(negative ? -value : value);
   if (std::isinf(result) || (result == 0 && !isZero)) errno = ERANGE;
   return result;

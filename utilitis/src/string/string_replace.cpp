@@ -1,0 +1,206 @@
+// Trimming and replacing.
+#include <vector>
+
+#include <qorv/string.h>
+
+#include "string/search.h"
+
+namespace Qorv {
+namespace {
+
+template <class T>
+std::basic_string_view<T> WithoutFirst(std::basic_string_view<T> text, std::basic_string_view<T> set) {
+  return text.substr(std::min(text.find_first_not_of(set), text.size()));
+}
+
+template <class T>
+std::basic_string_view<T> WithoutLast(std::basic_string_view<T> text, std::basic_string_view<T> set) {
+  return text.substr(0, text.find_last_not_of(set) + 1);  // "not found" plus one is zero
+}
+
+// Most of what a replacement puts in is one element.
+template <class T>
+void Copy(const T* from, std::uint64_t count, T* to) noexcept {
+  if (count == 1) {
+    *to = *from;
+  } else {
+    std::copy_n(from, count, to);
+  }
+}
+
+}  // namespace
+
+// Appends `text` with all hits, each of `hitLength` elements, replaced. `nextHit` gives the first one at or
+// behind a position, or npos. `dest` may hold both texts. What is left of the text always has room.
+template <class T>
+template <class NextHit>
+std::uint64_t basic_string_ex<T>::AppendReplaced(basic_string_ex& dest, text_view text, text_view to,
+                                                 std::uint64_t hitLength, NextHit nextHit) {
+  const basic_string_ex holder = IMPL::HolderFor(dest, {text, to});
+  std::uint64_t used = dest.length();
+  T* room = dest.Writable(IMPL::Total(used, text.size(), 1));
+  std::uint64_t from = 0;
+  std::uint64_t hits = 0;
+  for (std::uint64_t hit; (hit = nextHit(from)) != npos; from = hit + hitLength, ++hits) {
+    Copy(text.data() + from, hit - from, room + used);
+    used += hit - from;
+    const std::uint64_t needed = IMPL::Total(used + text.size() - hit, to.size(), 1);
+    if (needed >= static_cast<std::uint64_t>(dest.capacity())) {
+      dest.SetLength(used);
+      room = dest.Writable(needed);
+    }
+    Copy(to.data(), to.size(), room + used);
+    used += to.size();
+  }
+  Copy(text.data() + from, text.size() - from, room + used);
+  dest.SetLength(used + text.size() - from);
+  return hits;
+}
+
+template <class T>
+void basic_string_ex<T>::trim_left(text_view set) {
+  erase(0, length() - WithoutFirst<T>(*this, set).size());
+}
+
+template <class T>
+void basic_string_ex<T>::trim_right(text_view set) {
+  truncate(WithoutLast<T>(*this, set).size());
+}
+
+template <class T>
+basic_string_ex<T> basic_string_ex<T>::trim_left_copy(text_view set) const {
+  basic_string_ex copy(*this);
+  copy.trim_left(set);
+  return copy;
+}
+
+template <class T>
+basic_string_ex<T> basic_string_ex<T>::trim_right_copy(text_view set) const {
+  basic_string_ex copy(*this);
+  copy.trim_right(set);
+  return copy;
+}
+
+template <class T>
+void basic_string_ex<T>::trim_left_append_to(basic_string_ex& dest, text_view set) const {
+  dest.append(WithoutFirst<T>(*this, set));
+}
+
+template <class T>
+void basic_string_ex<T>::trim_right_append_to(basic_string_ex& dest, text_view set) const {
+  dest.append(WithoutLast<T>(*this, set));
+}
+
+template <class T>
+std::uint64_t basic_string_ex<T>::replace_append_to(basic_string_ex& dest, text_view from, text_view to,
+                                                    std::uint64_t position, bool all) const {
+  if (position > length()) return 0;
+  const text_view text = *this;
+  const basic_string_ex holder = IMPL::HolderFor(dest, {from});
+  bool isOver = false;
+  return AppendReplaced(dest, text, to, from.size(), [&](std::uint64_t at) {
+    const std::uint64_t hit = isOver ? npos : IMPL::FindText(text, from, std::max(at, position));
+    isOver = !all;
+    return hit;
+  });
+}
+
+template <class T>
+std::uint64_t basic_string_ex<T>::rreplace_append_to(basic_string_ex& dest, text_view from, text_view to,
+                                                     std::uint64_t position, bool all) const {
+  if (position > length() && position != npos) return 0;
+  const text_view text = *this;
+  std::vector<std::uint64_t> hits;  // found from the right, used from the left
+  for (std::uint64_t hit = text.size(); all || hits.empty(); hits.push_back(hit)) {
+    hit = IMPL::RFindText(text.substr(0, hit), from, position, IMPL::StartsEqual<T>);
+    if (hit == npos) break;
+  }
+  auto next = hits.rbegin();
+  return AppendReplaced(dest, text, to, from.size(),
+                        [&](std::uint64_t) { return next == hits.rend() ? npos : *next++; });
+}
+
+template <class T>
+std::uint64_t basic_string_ex<T>::replace_any_append_to(basic_string_ex& dest, text_view set, text_view to,
+                                                        std::uint64_t position) const {
+  if (position > length()) return 0;
+  const text_view text = *this;
+  const basic_string_ex holder = IMPL::HolderFor(dest, {set});
+  return AppendReplaced(dest, text, to, 1, [&](std::uint64_t at) -> std::uint64_t {
+    return text.find_first_of(set, std::max(at, position));
+  });
+}
+
+// In place, a text without a hit keeps its buffer, and so does one whose parts stay where they are.
+template <class T>
+std::uint64_t basic_string_ex<T>::replace(text_view from, text_view to, std::uint64_t position, bool all) {
+  std::uint64_t hit = find(from, position);
+  if (hit == npos) return 0;
+  if (to.size() == from.size()) {
+    const basic_string_ex holder = IMPL::HolderFor(*this, {from, to});
+    T* const room = Writable(length());
+    SetLength(length());
+    const text_view text = *this;
+    std::uint64_t hits = 0;
+    do {
+      Copy(to.data(), to.size(), room + hit);
+      ++hits;
+    } while (all && (hit = IMPL::FindText(text, from, hit + from.size())) != npos);
+    return hits;
+  }
+  basic_string_ex result;
+  const std::uint64_t hits = replace_append_to(result, from, to, position, all);
+  swap(result);
+  return hits;
+}
+
+template <class T>
+std::uint64_t basic_string_ex<T>::rreplace(text_view from, text_view to, std::uint64_t position, bool all) {
+  if (find(from, 0) == npos) return 0;
+  basic_string_ex result;
+  const std::uint64_t hits = rreplace_append_to(result, from, to, position, all);
+  if (hits != 0) swap(result);
+  return hits;
+}
+
+template <class T>
+std::uint64_t basic_string_ex<T>::replace_any(text_view set, text_view to, std::uint64_t position) {
+  if (find_any(set, position) == npos) return 0;
+  basic_string_ex result;
+  const std::uint64_t hits = replace_any_append_to(result, set, to, position);
+  swap(result);
+  return hits;
+}
+
+template <class T>
+basic_string_ex<T> basic_string_ex<T>::replace_copy(text_view from, text_view to, std::uint64_t position,
+                                                    bool all) const {
+  if (position > length()) return {};
+  basic_string_ex copy(*this);
+  copy.replace(from, to, position, all);
+  return copy;
+}
+
+template <class T>
+basic_string_ex<T> basic_string_ex<T>::rreplace_copy(text_view from, text_view to, std::uint64_t position,
+                                                     bool all) const {
+  if (position > length() && position != npos) return {};
+  basic_string_ex copy(*this);
+  copy.rreplace(from, to, position, all);
+  return copy;
+}
+
+template <class T>
+basic_string_ex<T> basic_string_ex<T>::replace_any_copy(text_view set, text_view to,
+                                                        std::uint64_t position) const {
+  if (position > length()) return {};
+  basic_string_ex copy(*this);
+  copy.replace_any(set, to, position);
+  return copy;
+}
+
+template class basic_string_ex<char>;
+template class basic_string_ex<wchar_t>;
+template class basic_string_ex<unsigned char>;
+
+}  // namespace Qorv
