@@ -62,6 +62,7 @@ class CScanner {
     return Peek(ahead) == T(lower) || Peek(ahead) == T(lower - 32);
   }
   void Skip(std::ptrdiff_t count = 1) noexcept { at_ += count; }
+  std::basic_string_view<T> Rest() const noexcept { return {at_, static_cast<std::size_t>(end_ - at_)}; }
   std::uint64_t Position() const noexcept { return static_cast<std::uint64_t>(at_ - begin_); }
 
   void SkipSpace() noexcept {
@@ -94,25 +95,31 @@ std::uint32_t DetectBase(CScanner<T>& scan) noexcept {
   return 8;
 }
 
-// Digits of `base`, stopping where the value would no longer fit; `overflow` tells of that.
+// Digits of `base` onto `value`, stopping where it would no longer fit; `overflow` tells of that. Out of line:
+// few numbers are long enough to come here, and the short ones need no room for its registers.
 template <class T>
-std::uint64_t TakeDigits(CScanner<T>& scan, std::uint32_t base, std::uint64_t most, bool& overflow) noexcept {
-  constexpr int safe = 12;  // as many digits fit in 63 bits in every base
-  std::uint64_t value = 0;
-  std::uint32_t digit = 0;
-  for (int i = 0; i < safe; ++i, scan.Skip()) {
-    if ((digit = DigitValue(scan.Peek())) >= base) return value;
-    value = value * base + digit;
-  }
+[[gnu::noinline]] std::uint64_t TakeCheckedDigits(CScanner<T>& scan, std::uint32_t base, std::uint64_t most,
+                                                  std::uint64_t value, bool& overflow) noexcept {
   const std::uint64_t cut = most / base;
   const std::uint64_t lastDigit = most % base;
-  for (; (digit = DigitValue(scan.Peek())) < base; scan.Skip()) {
-    if (value > cut || (value == cut && digit > lastDigit)) {
-      overflow = true;
-      return value;
-    }
+  for (std::uint32_t digit = 0; (digit = DigitValue(scan.Peek())) < base; scan.Skip()) {
+    overflow = value > cut || (value == cut && digit > lastDigit);
+    if (overflow) break;
     value = value * base + digit;
   }
+  return value;
+}
+
+// Digits of `base` as long as their value fits in any case, which as many do in every base.
+template <class T>
+std::uint64_t TakeSafeDigits(CScanner<T>& scan, std::uint32_t base) noexcept {
+  constexpr std::size_t safe = 12;
+  const std::basic_string_view<T> rest = scan.Rest().substr(0, safe);
+  std::uint64_t value = 0;
+  std::size_t count = 0;
+  for (std::uint32_t digit = 0; count < rest.size() && (digit = DigitValue(rest[count])) < base; ++count)
+    value = value * base + digit;
+  scan.Skip(static_cast<std::ptrdiff_t>(count));
   return value;
 }
 
@@ -192,21 +199,24 @@ std::int64_t basic_string_ex<T>::to_int64(int base, std::uint32_t flags,
   if (base != -1 && (base < 2 || base > 36)) return 0;
   CScanner<T> scan(*this);
   scan.SkipSpace();
-  const bool negative = scan.TakeSign();
+  bool negative = scan.TakeSign();
   if (scan.AtEnd()) return 0;
   const std::uint32_t radix = base == -1 ? DetectBase(scan) : static_cast<std::uint32_t>(base);
   const std::uint64_t digitsAt = scan.Position();
-  const std::uint64_t most =
-      isUnsigned ? std::numeric_limits<std::uint64_t>::max() : int64Max + (negative ? 1 : 0);
-  bool overflow = false;
-  std::uint64_t value = TakeDigits(scan, radix, most, overflow);
+  std::uint64_t value = TakeSafeDigits(scan, radix);
   if (scan.Position() == digitsAt) return 0;
-  if (consumed != nullptr) *consumed = scan.Position();
-  if (overflow) {
-    errno = ERANGE;
-    value = most;
-    if (isUnsigned) return -1;
+  if (DigitValue(scan.Peek()) < radix) {
+    const std::uint64_t most =
+        isUnsigned ? std::numeric_limits<std::uint64_t>::max() : int64Max + (negative ? 1 : 0);
+    bool overflow = false;
+    value = TakeCheckedDigits(scan, radix, most, value, overflow);
+    if (overflow) {
+      errno = ERANGE;
+      value = most;
+      negative = negative && !isUnsigned;
+    }
   }
+  if (consumed != nullptr) *consumed = scan.Position();
   return static_cast<std::int64_t>(negative ? 0 - value : value);
 }
 

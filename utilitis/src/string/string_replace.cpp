@@ -18,13 +18,28 @@ std::basic_string_view<T> WithoutLast(std::basic_string_view<T> text, std::basic
   return text.substr(0, text.find_last_not_of(set) + 1);  // "not found" plus one is zero
 }
 
-// Most of what a replacement puts in is one element.
+// The pieces of a replacement are mostly short: up to 16 bytes go by two moves of a fixed size, which may
+// overlap, instead of by a call.
 template <class T>
 void Copy(const T* from, std::uint64_t count, T* to) noexcept {
-  if (count == 1) {
-    *to = *from;
-  } else {
-    std::copy_n(from, count, to);
+  const std::size_t bytes = count * sizeof(T);
+  const auto copyEnds = [&](auto piece) {
+    const std::size_t last = bytes - sizeof(piece);
+    auto end = piece;
+    std::memcpy(&piece, from, sizeof(piece));
+    std::memcpy(&end, reinterpret_cast<const char*>(from) + last, sizeof(piece));
+    std::memcpy(to, &piece, sizeof(piece));
+    std::memcpy(reinterpret_cast<char*>(to) + last, &end, sizeof(piece));
+  };
+  if (bytes > 16) {
+    std::memcpy(to, from, bytes);
+  } else if (bytes >= 8) {
+    copyEnds(std::uint64_t{});
+  } else if (bytes >= 4) {
+    copyEnds(std::uint32_t{});
+  } else if constexpr (sizeof(T) == 1) {
+    for (std::uint64_t i = 0; i < count; ++i)
+      to[i] = from[i];
   }
 }
 
@@ -38,7 +53,9 @@ std::uint64_t basic_string_ex<T>::AppendReplaced(basic_string_ex& dest, text_vie
                                                  std::uint64_t hitLength, NextHit nextHit) {
   const basic_string_ex holder = IMPL::HolderFor(dest, {text, to});
   std::uint64_t used = dest.length();
-  T* room = dest.Writable(IMPL::Total(used, text.size(), 1));
+  // A longer replacement gets an eighth more, which is room enough for most texts: growing copies all.
+  const std::uint64_t spare = to.size() > hitLength ? text.size() / 8 : 0;
+  T* room = dest.Writable(IMPL::Total(used, text.size() + spare, 1));
   std::uint64_t from = 0;
   std::uint64_t hits = 0;
   for (std::uint64_t hit; (hit = nextHit(from)) != npos; from = hit + hitLength, ++hits) {
