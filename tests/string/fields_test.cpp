@@ -205,6 +205,18 @@ TEST(Replace, BeyondTheEndDoesNothing) {
   EXPECT_EQ(text, "abax");
 }
 
+TEST(Replace, OfAnEmptyTextChangesNothing) {
+  stringEx text("abc");
+  stringEx dest("+");
+  EXPECT_EQ(text.replace("", "x"), 0U);
+  EXPECT_EQ(text.rreplace("", "x"), 0U);
+  EXPECT_EQ(text.replace_append_to(dest, "", "x"), 0U);
+  EXPECT_EQ(text.rreplace_append_to(dest, "", "x"), 0U);
+  EXPECT_EQ(dest, "+abcabc");
+  EXPECT_EQ(text.replace_copy("", "x"), "abc");
+  EXPECT_EQ(text.rreplace_copy("", "x"), "abc");
+}
+
 TEST(Replace, OfASetTakesEachElement) {
   struct Row {
     const char* set;

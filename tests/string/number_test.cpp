@@ -1,6 +1,7 @@
 // Numbers out of text and into it.
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cerrno>
 #include <cmath>
 #include <cstdint>
@@ -16,6 +17,7 @@
 
 namespace {
 
+using Qorv::byteEx;
 using Qorv::npos;
 using Qorv::stringEx;
 using Qorv::wstringEx;
@@ -56,27 +58,39 @@ const IntegerRow integers[] = {
     {"Least", "-9223372036854775808", 10, least, 20},
     {"OneBelow", "-9223372036854775809", 10, least, 19, true},
     {"UnsignedMost", "18446744073709551615", 10, -1, 20, false, Qorv::numberFlag::isUnsigned},
+    {"UnsignedMinus", "-2", 10, -2, 2, false, Qorv::numberFlag::isUnsigned},
+    {"UnsignedMinusOverflow", "-18446744073709551616", 10, -1, 20, true, Qorv::numberFlag::isUnsigned},
     {"UnsignedAbove", "18446744073709551616", 10, -1, 19, true, Qorv::numberFlag::isUnsigned},
 };
 
 class Integer : public testing::TestWithParam<IntegerRow> {};
 
-TEST_P(Integer, IsReadFromBothWidths) {
+TEST_P(Integer, IsReadFromEveryKind) {
   const IntegerRow& row = GetParam();
   const std::wstring wide(row.text.begin(), row.text.end());
+  const std::basic_string<unsigned char> bytes(row.text.begin(), row.text.end());
   std::uint64_t consumed = 99;
   errno = 0;
   EXPECT_EQ(stringEx(row.text).to_int64(row.base, row.flags, &consumed), row.expected);
   EXPECT_EQ(consumed, row.consumed);
   EXPECT_EQ(errno, row.isOverflow ? ERANGE : 0);
   EXPECT_EQ(wstringEx(wide.data(), wide.size()).to_int64(row.base, row.flags), row.expected);
+  EXPECT_EQ(byteEx(bytes.data(), bytes.size()).to_int64(row.base, row.flags), row.expected);
+}
+
+TEST(Integer, TakesNoElementForItsLowByte) {
+  std::uint64_t consumed = 99;
+  EXPECT_EQ(wstringEx(L"\u01201\u0130").to_int64(10, 0, &consumed), 0);  // as a byte a blank
+  EXPECT_EQ(consumed, 0U);
+  EXPECT_EQ(wstringEx(L"1\u0130").to_int64(10, 0, &consumed), 1);  // as a byte "0"
+  EXPECT_EQ(consumed, 1U);
 }
 
 INSTANTIATE_TEST_SUITE_P(Number, Integer, testing::ValuesIn(integers), rowName);
 
 struct RealRow {
   const char* name;
-  const char* text;
+  std::string text;
   double expected;
   std::uint64_t consumed;
   bool isRangeError = false;
@@ -84,10 +98,15 @@ struct RealRow {
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
+std::string Run(std::size_t length, char digit) {
+  return std::string(length, digit);
+}
+
 const RealRow reals[] = {
     {"Plain", " 34.25-", 34.25, 6},
     {"PointOnly", ".5", 0.5, 2},
-    {"TrailingPoint", "7.x", 7, 2},
+    {"TrailingPoint", "7.x", 7, 1},
+    {"ExponentBehindAPoint", "7.e2", 7, 1},
     {"LonePoint", ".", 0, 0},
     {"Exponent", "-12.5e-1", -1.25, 8},
     {"ExponentWithoutDigit", "3e+", 3, 1},
@@ -99,6 +118,12 @@ const RealRow reals[] = {
     {"ZeroIsNoUnderflow", "0e-99999", 0, 8},
     {"Hundred", "100.0", 100, 5},
     {"ZeroOfManyDigits", "0.000e99999999", 0, 14},
+    {"ZerosBehindThePoint", "1." + Run(5000, '0'), 1, 5002},
+    {"OnesBehindThePoint", "0." + Run(5000, '1'), 1.0 / 9, 5002},
+    {"ZerosTakenBack", "1" + Run(5000, '0') + "e-5000", 1, 5007},
+    {"NinesTakenBack", Run(6000, '9') + "." + Run(6000, '9') + "e-6000", 1, 12'007},
+    {"LowPlaceTakenBack", "0." + Run(150'000, '0') + "1e150001", 1, 150'010},
+    {"OverflowOfDigits", Run(5000, '1'), infinity, 5000, true},
 };
 
 class Real : public testing::TestWithParam<RealRow> {};
@@ -185,15 +210,24 @@ TEST(Number, IsReadAsTheSystemReadsIt) {
   }
 }
 
+// The text up to its first point that has no digit behind it: the system takes such a point, too.
+std::string CutAtPoint(const std::string& text) {
+  std::size_t point = text.find('.');
+  while (point != std::string::npos && std::isdigit(static_cast<unsigned char>(text[point + 1])) != 0)
+    point = text.find('.', point + 1);
+  return text.substr(0, point);
+}
+
 TEST(Number, RealIsReadAsTheSystemReadsIt) {
   CRandomText texts("0123456789.eE+- 125");
   for (int i = 0; i < 200'000; ++i) {
     const std::string text = texts.Next();
+    const std::string cut = CutAtPoint(text);
     char* end = nullptr;
-    const double expected = std::strtod(text.c_str(), &end);
+    const double expected = std::strtod(cut.c_str(), &end);
     std::uint64_t consumed = 99;
     ASSERT_DOUBLE_EQ(stringEx(text).to_double(0, npos, &consumed), expected) << '"' << text << '"';
-    ASSERT_EQ(consumed, static_cast<std::uint64_t>(end - text.c_str())) << '"' << text << '"';
+    ASSERT_EQ(consumed, static_cast<std::uint64_t>(end - cut.c_str())) << '"' << text << '"';
   }
 }
 

@@ -3,6 +3,8 @@
 
 #include <sstream>
 #include <string>
+#include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include <qorv/string.h>
@@ -20,6 +22,8 @@ void PrintTo(const stringEx& text, std::ostream* out) {
 
 namespace {
 
+static_assert(!std::is_constructible_v<stringEx, std::nullptr_t>);
+
 struct MutationRow {
   const char* name;
   void (*mutate)(stringEx&);
@@ -36,6 +40,8 @@ const MutationRow mutations[] = {
      " Hello Hell"},
     {"AppendNothing", [](stringEx& s) { s += ""; }, " Hello "},
     {"AppendRun", [](stringEx& s) { s.append(3, '-'); }, " Hello ---"},
+    {"AssignLonger", [](stringEx& s) { s.assign("longer than the room that the string has had before"); },
+     "longer than the room that the string has had before"},
     {"AssignPartOfItself",
      [](stringEx& s) {
        s.assign(s.part({2, 3}));
@@ -108,6 +114,16 @@ TEST(String, CompareWithoutCaseFoldsAToZOnly) {
   }
 }
 
+template <class String>
+void ExpectSameSplit(std::string_view text, std::string_view delimiter,
+                     const std::vector<Qorv::RANGE>& expected) {
+  const std::vector<typename String::value_type> elements(text.begin(), text.end());
+  const std::vector<typename String::value_type> sought(delimiter.begin(), delimiter.end());
+  std::vector<Qorv::RANGE> ranges;
+  String(elements.data(), elements.size()).split({sought.data(), sought.size()}, ranges);
+  EXPECT_EQ(ranges, expected) << text;
+}
+
 TEST(String, SplitKeepsEmptyFields) {
   struct Row {
     const char* text;
@@ -127,6 +143,8 @@ TEST(String, SplitKeepsEmptyFields) {
     const stringEx text(row.text);
     std::vector<Qorv::RANGE> ranges{{9, 9}};
     EXPECT_EQ(text.split(row.delimiter, ranges), row.fields.size() > 1) << row.text;
+    ExpectSameSplit<Qorv::wstringEx>(row.text, row.delimiter, ranges);
+    ExpectSameSplit<Qorv::byteEx>(row.text, row.delimiter, ranges);
     std::vector<std::string> fields;
     for (const Qorv::RANGE& range : ranges)
       fields.emplace_back(std::string_view(text.part(range)));

@@ -101,6 +101,16 @@ TEST(Format, ThatFailsGivesNothing) {
   EXPECT_EQ(stringEx("x").format_append("y%ls", unwritable), "x");
   EXPECT_EQ(wstringEx(L"x").format(L"%s", "\xff\xff"), L"");
   EXPECT_EQ(wstringEx(L"x").format_append(L"y%s", "\xff\xff"), L"x");
+  for (const std::uint64_t limit : {1U, 4U, 5U, 300U}) {  // also where the room is full before the failure
+    EXPECT_EQ(stringEx("x").format(limit, "yyyy%99999999999d", 7), "") << limit;
+    EXPECT_EQ(wstringEx(L"x").format(limit, L"yyyy%99999999999d", 7), L"") << limit;
+    EXPECT_EQ(wstringEx(L"x").format_append(limit, L"yyyy%99999999999d", 7), L"x") << limit;
+  }
+}
+
+TEST(Format, IsNotCutAtAZeroElement) {
+  EXPECT_EQ(stringEx().format(5, "ab%cdefgh", 0), stringEx("ab\0de", 5));
+  EXPECT_EQ(wstringEx().format(5, L"ab%lcdefgh", 0), wstringEx(L"ab\0de", 5));
 }
 
 TEST(Format, OfAHugeWidthIsCut) {
@@ -117,8 +127,20 @@ TEST(Memory, ThatCannotBeHadThrowsAndLeavesAllAsItWas) {
   EXPECT_THROW(text.reserve(npos), std::bad_alloc);
   EXPECT_THROW(text.format(npos, "x"), std::bad_alloc);
   EXPECT_THROW(text.format_append(npos - 1, "x"), std::bad_alloc);
+  const std::string_view endless("x", npos - 3);
+  EXPECT_THROW(text.append(endless), std::bad_alloc);
+  EXPECT_THROW(text.assign(endless), std::bad_alloc);
   EXPECT_EQ(text, "abc");
   EXPECT_EQ(text.data(), holder.data());
+  stringEx view = stringEx::view("abc");
+  EXPECT_THROW(view.assign(endless), std::bad_alloc);
+  EXPECT_EQ(view, "abc");
+  stringEx dest("+");
+  EXPECT_THROW(text.replace_append_to(dest, "b", endless), std::bad_alloc);
+  EXPECT_THROW(text.rreplace_append_to(dest, "b", endless), std::bad_alloc);
+  EXPECT_THROW(text.replace_any_append_to(dest, "b", endless), std::bad_alloc);
+  EXPECT_EQ(dest, "+");
+  EXPECT_EQ(std::string(dest.data()), "+");
 }
 
 TEST(Stream, WritesWideTextWithItsZeroElements) {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <qorv/string.h>
@@ -42,9 +43,14 @@ std::string Replaced(const std::string& text, Places places, std::size_t length,
   return result;
 }
 
+template <class T>
+T UpperElement(T element) {
+  return element >= T('a') && element <= T('z') ? static_cast<T>(element - 32) : element;
+}
+
 std::string Upper(std::string text) {
   for (char& c : text)
-    c = static_cast<char>(c >= 'a' && c <= 'z' ? c - 32 : c);
+    c = UpperElement(c);
   return text;
 }
 
@@ -134,6 +140,43 @@ TYPED_TEST(Twin, AgreesOverAllSmallTexts) {
       if (!pattern.empty()) this->CheckFields(text, pattern);
       if (this->HasFailure()) return;
     }
+  }
+}
+
+// Long enough for every way in which elements are compared: with one element changed, no place of it escapes.
+TYPED_TEST(Twin, FoldsLongPatternsWhole) {
+  using Element = typename TypeParam::value_type;
+  std::vector<Element> text;
+  for (int i = 0; i < 300; ++i)
+    text.push_back(static_cast<Element>(i % 256));
+  std::vector<Element> pattern = text;
+  for (Element& element : pattern)
+    element = UpperElement(element);
+  const TypeParam own(text.data(), text.size());
+  EXPECT_EQ(own.find_nocase({pattern.data(), pattern.size()}), 0U);
+  EXPECT_EQ(own.rfind_nocase({pattern.data() + 7, pattern.size() - 7}), 7U);
+  for (Element& element : pattern) {
+    const Element before = std::exchange(element, static_cast<Element>(element ^ Element(' ')));
+    const bool isSame = UpperElement(element) == UpperElement(before);
+    EXPECT_EQ(own.find_nocase({pattern.data(), pattern.size()}), isSame ? 0U : Qorv::npos);
+    EXPECT_EQ(own.rfind_nocase({pattern.data(), pattern.size()}), isSame ? 0U : Qorv::npos);
+    element = before;
+  }
+}
+
+TYPED_TEST(Twin, TellsEveryElementOfALargeSet) {
+  using Element = typename TypeParam::value_type;
+  std::vector<Element> set;
+  for (int i = 1; i < 256; i += 2)
+    set.push_back(static_cast<Element>(i));
+  if (sizeof(Element) > 1) set.push_back(static_cast<Element>(0x1000));
+  for (int i = 0; i < 0x2000; ++i) {
+    const auto element = static_cast<Element>(i);
+    const bool isThere = std::find(set.begin(), set.end(), element) != set.end();
+    TypeParam text(&element, 1);
+    EXPECT_EQ(text.find_any({set.data(), set.size()}), isThere ? 0U : Qorv::npos) << i;
+    text.trim_right({set.data(), set.size()});
+    EXPECT_EQ(text.empty(), isThere) << i;
   }
 }
 

@@ -52,10 +52,7 @@ void basic_buffer<T>::reserve_exact(std::uint64_t capacity) {
 
 template <class T>
 void basic_buffer<T>::reserve_discard(std::uint64_t capacity) {
-  if (is_view()) *this = basic_buffer();
-  if (is_shared() || capacity > static_cast<std::uint64_t>(capacity_)) {
-    MoveTo(capacity | 31, 0);
-  }
+  if (is_view() || is_shared() || capacity > static_cast<std::uint64_t>(capacity_)) MoveTo(capacity | 31, 0);
   length_ = 0;
 }
 

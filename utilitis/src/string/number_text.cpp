@@ -123,22 +123,33 @@ std::uint64_t TakeSafeDigits(CScanner<T>& scan, std::uint32_t base) noexcept {
   return value;
 }
 
-// Decimal digits onto `value`; true if there was one.
+// What a number's digits say: value times 10 to the power of scale.
+struct DECIMAL {
+  long double value = 0;
+  std::int64_t scale = 0;
+  int significant = 0;  // digits in value, without zeros in front
+};
+
+// Decimal digits onto `number`; true if there was one. When the value has more of them than it can tell
+// apart, the others are only counted: it stays finite however many there are.
 template <class T>
-bool TakeDecimals(CScanner<T>& scan, long double& value, std::int64_t* scale) noexcept {
+bool TakeDecimals(CScanner<T>& scan, DECIMAL& number, bool isFraction) noexcept {
+  constexpr int enough = 40;
   bool any = false;
   for (; IsDecimal(scan.Peek()); scan.Skip(), any = true) {
-    value = value * 10 + static_cast<long double>(scan.Peek() - T('0'));
-    if (scale != nullptr) --*scale;
+    const bool isCounted = number.significant == enough;
+    if (!isCounted) {
+      number.value = number.value * 10 + static_cast<long double>(scan.Peek() - T('0'));
+      if (number.value != 0) ++number.significant;
+    }
+    number.scale += (isCounted ? 1 : 0) - (isFraction ? 1 : 0);
   }
   return any;
 }
 
-// The exponent behind an "e", cut at a size beyond which every number is infinite or zero. Without a digit
-// the "e" is no part of the number.
+// The exponent behind an "e", cut at `enough`. Without a digit the "e" is no part of the number.
 template <class T>
-std::int64_t TakeExponent(CScanner<T>& scan) noexcept {
-  constexpr std::int64_t enough = 100'000;
+std::int64_t TakeExponent(CScanner<T>& scan, std::int64_t enough) noexcept {
   if (!scan.IsLetter('e', 0)) return 0;
   CScanner<T> ahead = scan;
   ahead.Skip();
@@ -231,25 +242,26 @@ double basic_string_ex<T>::to_double(std::uint64_t position, std::uint64_t lengt
                                      std::uint64_t* consumed) const noexcept {
   if (consumed != nullptr) *consumed = 0;
   CScanner<T> scan(part({position, length}));
+  // Beyond this exponent a number of so many digits is infinite or zero.
+  const auto enough = static_cast<std::int64_t>(100'000 + scan.Rest().size());
   scan.SkipSpace();
   const bool negative = scan.TakeSign();
-  long double value = 0;
-  std::int64_t scale = 0;
-  bool any = TakeDecimals(scan, value, nullptr);
-  if (scan.Peek() == T('.') && (any || IsDecimal(scan.Peek(1)))) {
+  DECIMAL number;
+  bool any = TakeDecimals(scan, number, false);
+  if (scan.Peek() == T('.') && IsDecimal(scan.Peek(1))) {
     scan.Skip();
-    any |= TakeDecimals(scan, value, &scale);
+    any = TakeDecimals(scan, number, true);
   }
   if (!any) return 0;
-  scale += TakeExponent(scan);
+  auto [value, scale, significant] = number;
+  scale += TakeExponent(scan, enough);
   if (consumed != nullptr) *consumed = scan.Position();
-  const bool isZero = value == 0;
   for (; scale > 0 && value != 0 && !std::isinf(value); --scale)
     value *= 10;
   for (; scale < 0 && value != 0 && !std::isinf(value); ++scale)
     value *= 0.1L;
   const auto result = static_cast<double>(negative ? -value : value);
-  if (std::isinf(result) || (result == 0 && !isZero)) errno = ERANGE;
+  if (std::isinf(result) || (result == 0 && significant != 0)) errno = ERANGE;
   return result;
 }
 

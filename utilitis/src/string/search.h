@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <bitset>
 #include <cstdint>
 #include <cstring>
 #include <cwchar>
@@ -9,6 +10,7 @@
 #include <initializer_list>
 #include <new>
 #include <string_view>
+#include <type_traits>
 
 #include <qorv/string.h>
 
@@ -68,18 +70,60 @@ std::uint64_t RFindText(std::basic_string_view<T> text, std::basic_string_view<T
   return npos;
 }
 
+/// The elements of a text that outlives this object, made ready for many questions.
 template <class T>
-bool IsInside(const T* element, std::basic_string_view<T> text) noexcept {
-  return std::less_equal<>()(text.data(), element) && std::less<>()(element, text.data() + text.size());
+class CElementSet {
+ public:
+  explicit CElementSet(std::basic_string_view<T> set) noexcept : set_(set) {
+    for (const T element : set) {
+      if (IsLow(element)) low_[Index(element)] = true;
+    }
+  }
+
+  bool Has(T element) const noexcept {
+    if (IsLow(element)) return low_[Index(element)];
+    return set_.find(element) != npos;
+  }
+
+  /// Position of the first element of the set in `text` at or behind `position`, or npos.
+  std::uint64_t FindIn(std::basic_string_view<T> text, std::uint64_t position) const noexcept {
+    while (position < text.size() && !Has(text[position]))
+      ++position;
+    return position < text.size() ? position : npos;
+  }
+
+ private:
+  static constexpr std::size_t Index(T element) noexcept {
+    return static_cast<std::make_unsigned_t<T>>(element);
+  }
+  static constexpr bool IsLow(T element) noexcept { return sizeof(T) == 1 || Index(element) < 256; }
+
+  const std::basic_string_view<T> set_;
+  std::bitset<256> low_;  // those of the set below 256, which are all if an element is a byte
+};
+
+/// Where a text begins, whatever its elements are.
+struct TEXTSTART {
+  template <class T>  // NOLINTNEXTLINE(google-explicit-constructor)
+  TEXTSTART(std::basic_string_view<T> text) noexcept : address(text.data()) {}
+
+  const void* address;
+};
+
+template <class T>
+bool IsInside(TEXTSTART start, std::basic_string_view<T> text) noexcept {
+  const void* const begin = text.data();
+  const void* const end = text.data() + text.size();
+  return std::less_equal<>()(begin, start.address) && std::less<>()(start.address, end);
 }
 
 /// A second holder of the buffer of `dest` if one of the texts lies in it: growing `dest` then leaves them in
 /// their place, as long as the holder lives. Otherwise an empty string.
 template <class T>
 basic_string_ex<T> HolderFor(const basic_string_ex<T>& dest,
-                             std::initializer_list<std::basic_string_view<T>> texts) noexcept {
+                             std::initializer_list<TEXTSTART> texts) noexcept {
   const bool any =
-      std::any_of(texts.begin(), texts.end(), [&dest](auto text) { return IsInside<T>(text.data(), dest); });
+      std::any_of(texts.begin(), texts.end(), [&dest](auto text) { return IsInside<T>(text, dest); });
   return any ? dest : basic_string_ex<T>();
 }
 

@@ -10,6 +10,7 @@ namespace {
 
 template <class T>
 void AppendWide(wstringEx& dest, std::basic_string_view<T> text) {
+  const wstringEx holder = IMPL::HolderFor(dest, {text});
   dest.reserve(IMPL::Total(dest.length(), text.size(), 1));
   for (const T element : text)
     dest += static_cast<wchar_t>(static_cast<unsigned char>(element));
@@ -17,6 +18,7 @@ void AppendWide(wstringEx& dest, std::basic_string_view<T> text) {
 
 template <class T>
 void AppendNarrow(stringEx& dest, std::basic_string_view<T> text) {
+  const stringEx holder = IMPL::HolderFor(dest, {text});
   dest.reserve(IMPL::Total(dest.length(), text.size(), 1));
   for (const T element : text)
     dest += static_cast<char>(element);

@@ -22,24 +22,9 @@ T* basic_string_ex<T>::Writable(std::uint64_t length) {
 }
 
 template <class T>
-void basic_string_ex<T>::SetLength(std::uint64_t length) noexcept {
-  buffer_.set_length(length);
-  if constexpr (zeroEnded) buffer_.writable()[length] = T();
-}
-
-template <class T>
 void basic_string_ex<T>::reserve(std::uint64_t capacity) {
   Writable(std::max(capacity, length()));
   SetLength(length());
-}
-
-template <class T>
-void basic_string_ex<T>::clear() noexcept {
-  if (buffer_.capacity() <= 0 || buffer_.is_shared()) {
-    buffer_ = basic_buffer<T>();
-  } else {
-    SetLength(0);
-  }
 }
 
 template <class T>
@@ -50,10 +35,14 @@ void basic_string_ex<T>::truncate(std::uint64_t length) {
 }
 
 // Reduces the string to `part`, if that lies in a buffer of its own: letting go of the buffer would leave the
-// part without its text.
+// part without its text. Nothing tells whose an empty part is: it may lie at the very end.
 template <class T>
 bool basic_string_ex<T>::KeepPart(text_view part) {
-  if (buffer_.capacity() <= 0 || !IMPL::IsInside<T>(part.data(), *this)) return false;
+  if (part.empty()) {
+    clear();
+    return true;
+  }
+  if (buffer_.capacity() <= 0 || !IMPL::IsInside<T>(part, *this)) return false;
   const auto offset = static_cast<std::uint64_t>(part.data() - data());
   truncate(offset + part.size());
   erase(0, offset);
@@ -63,8 +52,10 @@ bool basic_string_ex<T>::KeepPart(text_view part) {
 template <class T>
 basic_string_ex<T>& basic_string_ex<T>::assign(text_view text) {
   if (KeepPart(text)) return *this;
-  clear();
-  return append(text);
+  buffer_.reserve_discard(IMPL::Total(text.size(), zeroEnded ? 1 : 0, 1));
+  std::copy_n(text.data(), text.size(), buffer_.writable());
+  SetLength(text.size());
+  return *this;
 }
 
 template <class T>
@@ -72,7 +63,7 @@ basic_string_ex<T>& basic_string_ex<T>::append(text_view text) {
   if (text.empty()) return *this;
   const std::uint64_t before = length();
   const T* const old = data();
-  const bool inside = IMPL::IsInside<T>(text.data(), *this);
+  const bool inside = IMPL::IsInside<T>(text, *this);
   const auto offset = inside ? text.data() - old : 0;
   T* const room = Writable(IMPL::Total(before, text.size(), 1));
   std::copy_n(inside ? room + offset : text.data(), text.size(), room + before);

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cwchar>
+#include <utility>
 
 #include <qorv/string.h>
 
@@ -23,25 +24,46 @@ std::uint64_t Print(char* room, std::uint64_t size, const char* pattern, std::va
 }
 #pragma GCC diagnostic pop
 
-// The wide call answers a cut text as it answers a failure, and only the failures of conversion are told
-// apart: a text that was cut stands in the room.
+// What the system sets errno to, if anything, for a wide text that does not fit.
+int CutError() noexcept {
+  wchar_t room[1];
+  errno = 0;
+  std::swprintf(room, 1, L"x");
+  return errno;
+}
+
+// The wide call answers a cut text as it answers a failure. A cut text is told by its error, and by the full
+// room, for there are systems where another failure has that error too.
 std::uint64_t Print(wchar_t* room, std::uint64_t size, const wchar_t* pattern,
                     std::va_list arguments) noexcept {
-  const int saved = errno;
-  errno = 0;
-  room[0] = L'\0';
+  constexpr auto noCharacter = static_cast<wchar_t>(WEOF);
+  wchar_t& last = room[size > 1 ? size - 2 : 0];
+  last = noCharacter;
+  const int saved = std::exchange(errno, 0);
   const int result = std::vswprintf(room, size, pattern, arguments);
-  const bool isFailure = result < 0 && errno == EILSEQ;
+  const int error = errno;
+  const bool isCut = result < 0 && last != noCharacter && CutError() == error;
   errno = saved;
-  if (result >= 0) return static_cast<std::uint64_t>(result);
-  room[size - 1] = L'\0';
-  return isFailure ? 0 : std::char_traits<wchar_t>::length(room);
+  if (isCut) return size;
+  return result > 0 ? static_cast<std::uint64_t>(result) : 0;
 }
 
 std::uint64_t Print(unsigned char* room, std::uint64_t size, const unsigned char* pattern,
                     std::va_list arguments) noexcept {
   return Print(reinterpret_cast<char*>(room), size, reinterpret_cast<const char*>(pattern), arguments);
 }
+
+// Ends the use of a variadic form's arguments, also when memory runs out.
+class CArgumentsEnd {
+ public:
+  explicit CArgumentsEnd(std::va_list& arguments) noexcept : arguments_(arguments) {}
+  CArgumentsEnd(const CArgumentsEnd&) = delete;
+  CArgumentsEnd& operator=(const CArgumentsEnd&) = delete;
+  ~CArgumentsEnd() { va_end(arguments_); }
+
+ private:
+  std::va_list& arguments_;
+};
 
 }  // namespace
 
@@ -81,36 +103,32 @@ template <class T>
 basic_string_ex<T>& basic_string_ex<T>::format(const T* pattern, ...) {
   std::va_list arguments;
   va_start(arguments, pattern);
-  vformat(pattern, arguments);
-  va_end(arguments);
-  return *this;
+  const CArgumentsEnd end(arguments);
+  return vformat(pattern, arguments);
 }
 
 template <class T>
 basic_string_ex<T>& basic_string_ex<T>::format(std::uint64_t limit, const T* pattern, ...) {
   std::va_list arguments;
   va_start(arguments, pattern);
-  vformat(limit, pattern, arguments);
-  va_end(arguments);
-  return *this;
+  const CArgumentsEnd end(arguments);
+  return vformat(limit, pattern, arguments);
 }
 
 template <class T>
 basic_string_ex<T>& basic_string_ex<T>::format_append(const T* pattern, ...) {
   std::va_list arguments;
   va_start(arguments, pattern);
-  vformat_append(pattern, arguments);
-  va_end(arguments);
-  return *this;
+  const CArgumentsEnd end(arguments);
+  return vformat_append(pattern, arguments);
 }
 
 template <class T>
 basic_string_ex<T>& basic_string_ex<T>::format_append(std::uint64_t limit, const T* pattern, ...) {
   std::va_list arguments;
   va_start(arguments, pattern);
-  vformat_append(limit, pattern, arguments);
-  va_end(arguments);
-  return *this;
+  const CArgumentsEnd end(arguments);
+  return vformat_append(limit, pattern, arguments);
 }
 
 template class basic_string_ex<char>;

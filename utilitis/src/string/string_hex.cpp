@@ -32,7 +32,7 @@ BYTES BytesOf(std::basic_string_view<T> text) noexcept {
 void AppendArray(stringEx& dest, BYTES bytes, std::string_view name, bool isConst) {
   constexpr std::uint64_t rowLength = 12;
   if (name.empty()) return;
-  const stringEx holder = IMPL::HolderFor(dest, {name});
+  const stringEx holder = IMPL::HolderFor(dest, {bytes, name});
   dest.append(isConst ? "const unsigned char " : "unsigned char ").append(name).append("[] = {\n");
   for (std::uint64_t i = 0; i < bytes.size(); ++i) {
     if (i % rowLength == 0) dest += '\t';
@@ -60,8 +60,7 @@ void basic_string_ex<T>::hex_append_to(text_string& dest, typename text_string::
                                        bool upper) const {
   if (empty()) return;
   const text_view source = *this;
-  const basic_string_ex self = *this;  // holds the source, should it be `dest`
-  const text_string holder = IMPL::HolderFor(dest, {separator});
+  const text_string holder = IMPL::HolderFor(dest, {source, separator});
   const std::uint64_t before = dest.length();
   const std::uint64_t room = IMPL::Total(before + 2, source.size(), 2 * sizeof(T));
   auto* const begin = dest.Writable(IMPL::Total(room, source.size() + 1, separator.size()));

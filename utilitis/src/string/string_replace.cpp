@@ -1,6 +1,4 @@
 // Trimming and replacing.
-#include <vector>
-
 #include <qorv/string.h>
 
 #include "string/search.h"
@@ -10,12 +8,18 @@ namespace {
 
 template <class T>
 std::basic_string_view<T> WithoutFirst(std::basic_string_view<T> text, std::basic_string_view<T> set) {
-  return text.substr(std::min(text.find_first_not_of(set), text.size()));
+  const IMPL::CElementSet<T> elements(set);
+  while (!text.empty() && elements.Has(text.front()))
+    text.remove_prefix(1);
+  return text;
 }
 
 template <class T>
 std::basic_string_view<T> WithoutLast(std::basic_string_view<T> text, std::basic_string_view<T> set) {
-  return text.substr(0, text.find_last_not_of(set) + 1);  // "not found" plus one is zero
+  const IMPL::CElementSet<T> elements(set);
+  while (!text.empty() && elements.Has(text.back()))
+    text.remove_suffix(1);
+  return text;
 }
 
 // The pieces of a replacement are mostly short: up to 16 bytes go by two moves of a fixed size, which may
@@ -46,28 +50,35 @@ void Copy(const T* from, std::uint64_t count, T* to) noexcept {
 }  // namespace
 
 // Appends `text` with all hits, each of `hitLength` elements, replaced. `nextHit` gives the first one at or
-// behind a position, or npos. `dest` may hold both texts. What is left of the text always has room.
+// behind a position, or npos. `dest` may hold both texts; without memory it stays as it was. What is left of
+// the text always has room.
 template <class T>
 template <class NextHit>
 std::uint64_t basic_string_ex<T>::AppendReplaced(basic_string_ex& dest, text_view text, text_view to,
                                                  std::uint64_t hitLength, NextHit nextHit) {
   const basic_string_ex holder = IMPL::HolderFor(dest, {text, to});
-  std::uint64_t used = dest.length();
+  const std::uint64_t before = dest.length();
+  std::uint64_t used = before;
   // A longer replacement gets an eighth more, which is room enough for most texts: growing copies all.
   const std::uint64_t spare = to.size() > hitLength ? text.size() / 8 : 0;
   T* room = dest.Writable(IMPL::Total(used, text.size() + spare, 1));
   std::uint64_t from = 0;
   std::uint64_t hits = 0;
-  for (std::uint64_t hit; (hit = nextHit(from)) != npos; from = hit + hitLength, ++hits) {
-    Copy(text.data() + from, hit - from, room + used);
-    used += hit - from;
-    const std::uint64_t needed = IMPL::Total(used + text.size() - hit, to.size(), 1);
-    if (needed >= static_cast<std::uint64_t>(dest.capacity())) {
-      dest.SetLength(used);
-      room = dest.Writable(needed);
+  try {
+    for (std::uint64_t hit; (hit = nextHit(from)) != npos; from = hit + hitLength, ++hits) {
+      Copy(text.data() + from, hit - from, room + used);
+      used += hit - from;
+      const std::uint64_t needed = IMPL::Total(used + text.size() - hit, to.size(), 1);
+      if (needed >= static_cast<std::uint64_t>(dest.capacity())) {
+        dest.SetLength(used);
+        room = dest.Writable(needed);
+      }
+      Copy(to.data(), to.size(), room + used);
+      used += to.size();
     }
-    Copy(to.data(), to.size(), room + used);
-    used += to.size();
+  } catch (const std::bad_alloc&) {
+    dest.SetLength(before);
+    throw;
   }
   Copy(text.data() + from, text.size() - from, room + used);
   dest.SetLength(used + text.size() - from);
@@ -127,14 +138,30 @@ std::uint64_t basic_string_ex<T>::rreplace_append_to(basic_string_ex& dest, text
                                                      std::uint64_t position, bool all) const {
   if (position > length() && position != npos) return 0;
   const text_view text = *this;
-  std::vector<std::uint64_t> hits;  // found from the right, used from the left
-  for (std::uint64_t hit = text.size(); all || hits.empty(); hits.push_back(hit)) {
-    hit = IMPL::RFindText(text.substr(0, hit), from, position, IMPL::StartsEqual<T>);
-    if (hit == npos) break;
+  const auto nextHit = [&](std::uint64_t end) {
+    return IMPL::RFindText(text.substr(0, end), from, position, IMPL::StartsEqual<T>);
+  };
+  std::uint64_t hits = 0;
+  for (std::uint64_t hit = text.size(); (all || hits == 0) && (hit = nextHit(hit)) != npos;)
+    ++hits;
+  // The length is known now: the second way from the right can fill the room from its end.
+  const basic_string_ex holder = IMPL::HolderFor(dest, {text, from, to});
+  const std::uint64_t before = dest.length();
+  const std::uint64_t kept = IMPL::Total(before, text.size() - hits * from.size(), 1);
+  const std::uint64_t length = IMPL::Total(kept, hits, to.size());
+  T* const room = dest.Writable(length);
+  T* at = room + length;
+  std::uint64_t end = text.size();
+  for (std::uint64_t i = 0; i < hits; ++i) {
+    const std::uint64_t hit = nextHit(end);
+    const text_view behind = text.substr(hit + from.size(), end - hit - from.size());
+    Copy(behind.data(), behind.size(), at -= behind.size());
+    Copy(to.data(), to.size(), at -= to.size());
+    end = hit;
   }
-  auto next = hits.rbegin();
-  return AppendReplaced(dest, text, to, from.size(),
-                        [&](std::uint64_t) { return next == hits.rend() ? npos : *next++; });
+  Copy(text.data(), end, room + before);
+  dest.SetLength(length);
+  return hits;
 }
 
 template <class T>
@@ -143,9 +170,9 @@ std::uint64_t basic_string_ex<T>::replace_any_append_to(basic_string_ex& dest, t
   if (position > length()) return 0;
   const text_view text = *this;
   const basic_string_ex holder = IMPL::HolderFor(dest, {set});
-  return AppendReplaced(dest, text, to, 1, [&](std::uint64_t at) -> std::uint64_t {
-    return text.find_first_of(set, std::max(at, position));
-  });
+  const IMPL::CElementSet<T> elements(set);
+  return AppendReplaced(dest, text, to, 1,
+                        [&](std::uint64_t at) { return elements.FindIn(text, std::max(at, position)); });
 }
 
 // In place, a text without a hit keeps its buffer, and so does one whose parts stay where they are.
@@ -173,10 +200,11 @@ std::uint64_t basic_string_ex<T>::replace(text_view from, text_view to, std::uin
 
 template <class T>
 std::uint64_t basic_string_ex<T>::rreplace(text_view from, text_view to, std::uint64_t position, bool all) {
-  if (find(from, 0) == npos) return 0;
+  if (position > length() && position != npos) return 0;
+  if (IMPL::RFindText<T>(*this, from, position, IMPL::StartsEqual<T>) == npos) return 0;
   basic_string_ex result;
   const std::uint64_t hits = rreplace_append_to(result, from, to, position, all);
-  if (hits != 0) swap(result);
+  swap(result);
   return hits;
 }
 

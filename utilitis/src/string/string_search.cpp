@@ -10,8 +10,17 @@ namespace {
 
 using IMPL::Fold;
 
+// At least one element. By blocks that have no way out, so that many elements are folded at a time.
 template <class T>
 bool AreEqualNocase(const T* a, const T* b, std::uint64_t count) noexcept {
+  constexpr std::uint64_t block = 64;
+  if (Fold(*a) != Fold(*b)) return false;
+  for (; count >= block; count -= block, a += block, b += block) {
+    T differences = 0;
+    for (std::uint64_t i = 0; i < block; ++i)
+      differences = static_cast<T>(differences | (Fold(a[i]) ^ Fold(b[i])));
+    if (differences != 0) return false;
+  }
   return std::equal(a, a + count, b, [](T x, T y) { return Fold(x) == Fold(y); });
 }
 
@@ -29,7 +38,7 @@ std::uint64_t basic_string_ex<T>::rfind(T element) const noexcept {
 
 template <class T>
 std::uint64_t basic_string_ex<T>::find_any(text_view set, std::uint64_t position) const noexcept {
-  return text_view(*this).find_first_of(set, position);
+  return IMPL::CElementSet<T>(set).FindIn(*this, position);
 }
 
 template <class T>

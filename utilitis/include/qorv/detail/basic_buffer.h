@@ -43,7 +43,13 @@ class basic_buffer {
     return *this;
   }
   basic_buffer& operator=(basic_buffer&& other) noexcept {
-    basic_buffer(std::move(other)).swap(*this);
+    if (this != &other) {
+      if (count_ != nullptr) Release();
+      data_ = std::exchange(other.data_, nullptr);
+      count_ = std::exchange(other.count_, nullptr);
+      length_ = std::exchange(other.length_, 0);
+      capacity_ = std::exchange(other.capacity_, 0);
+    }
     return *this;
   }
   constexpr ~basic_buffer() {
@@ -61,7 +67,8 @@ class basic_buffer {
 
   /// Never null: an empty buffer gives a static empty text.
   const T* data() const noexcept { return data_ != nullptr ? data_ : &emptyText; }
-  /// For the one holder of a buffer that reserve has prepared; null if there is no room at all.
+  /// For the one holder of a buffer that reserve has prepared; null if there is no room at all. On a view
+  /// this is the constant text itself, which nobody may write to.
   T* writable() noexcept { return data_; }
   std::uint64_t length() const noexcept { return length_; }
   std::int64_t capacity() const noexcept { return capacity_; }
