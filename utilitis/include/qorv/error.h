@@ -191,6 +191,12 @@ inline constexpr std::uint32_t path = 1;     ///< a path could not be made absol
 inline constexpr std::uint32_t storage = 2;  ///< a volume's layout could not be had
 }  // namespace dirCode
 
+/// Numbers of timeExp.
+namespace timeCode {
+inline constexpr std::uint32_t setSystemTime = 1;
+inline constexpr std::uint32_t invalidMonth = 3;
+}  // namespace timeCode
+
 /// Numbers of utilExp itself.
 namespace utilCode {
 inline constexpr std::uint32_t outOfRange = 1;

@@ -1,6 +1,7 @@
 #include <sys/times.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <type_traits>
 
 #include <qorv/sync.h>
@@ -19,7 +20,7 @@ Ticks RawTicks() noexcept {
 }
 
 std::uint64_t ToMilliseconds(std::uint64_t ticks) noexcept {
-  static const long perSecond = ::sysconf(_SC_CLK_TCK);
+  static const long perSecond = std::max(::sysconf(_SC_CLK_TCK), 1L);
   static const bool exact = 1000 % perSecond == 0;
   if (exact) return ticks * static_cast<std::uint64_t>(1000 / perSecond);
   return static_cast<std::uint64_t>(static_cast<double>(ticks) * (1000.0 / static_cast<double>(perSecond)));

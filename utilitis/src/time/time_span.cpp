@@ -1,8 +1,10 @@
-#include <algorithm>
+// The escapes of time spans.
 #include <iterator>
 #include <string_view>
 
 #include <qorv/time.h>
+
+#include "time/escape_key.h"
 
 namespace Qorv {
 namespace {
@@ -24,7 +26,7 @@ struct SpanKey {
 };
 
 // The first key that fits wins.
-constexpr SpanKey spanKeys[] = {
+constexpr SpanKey spanRows[] = {
     {"W", week, 0, 1},          {"TD", day, 0, 1},
     {"PD", day, week, 1},       {"TH", hour, 0, 2},
     {"sTH", hour, 0, 1},        {"PH", hour, day, 2},
@@ -33,53 +35,40 @@ constexpr SpanKey spanKeys[] = {
     {"Tms", millisecond, 0, 1}, {"Pms", millisecond, second, 3},
     {"Tus", microsecond, 0, 1}, {"Pus", microsecond, millisecond, 3},
 };
+template <class T>
+constexpr IMPL::CKeyTable<T, SpanKey, std::size(spanRows)> spanKeys(spanRows);
+
+// What stands behind a marker, `text`, becomes a figure of a span.
+template <class T>
+class CTimeSpanStrEscapeCmd final : public IStrMatchCmd<T> {
+ public:
+  explicit CTimeSpanStrEscapeCmd(std::uint64_t magnitude) noexcept : magnitude_(magnitude) {}
+
+  std::int32_t Match(const T& text, T& result) override {
+    const SpanKey* const row = keys_->Find(text, length_);
+    if (row == nullptr) return matchCode::none;
+    const std::uint64_t rest = row->larger != 0 ? magnitude_ % row->larger : magnitude_;
+    IMPL::Show(result, text_.Write(rest / row->unit, row->digits));
+    return matchCode::replace;
+  }
+
+  std::uint64_t TokenLength() const override { return length_; }
+
+ private:
+  using element = typename T::value_type;
+
+  const decltype(spanKeys<element>)* keys_ = &spanKeys<element>;
+  std::uint64_t magnitude_;  // microseconds
+  std::uint64_t length_ = 0;
+  IMPL::CFieldText<element> text_;
+};
 
 template <class T>
-void AppendPadded(basic_string_ex<T>& out, std::uint64_t value, std::uint64_t digits) {
-  basic_string_ex<T> number;
-  number.append_uint(value);
-  if (number.length() < digits) out.append(digits - number.length(), T('0'));
-  out += number;
-}
-
-// Appends the figure that the start of `text`, which stands behind a marker, asks for. Returns the length of
-// its key, 0 if there is none.
-template <class T>
-std::uint64_t ExpandSpanKey(basic_string_ex<T>& out, std::basic_string_view<T> text,
-                            std::uint64_t magnitude) {
-  const auto fits = [&](const SpanKey& row) {
-    return row.key.size() <= text.size() && std::equal(row.key.begin(), row.key.end(), text.begin());
-  };
-  const auto row = std::find_if(std::begin(spanKeys), std::end(spanKeys), fits);
-  if (row == std::end(spanKeys)) return 0;
-  const std::uint64_t rest = row->larger != 0 ? magnitude % row->larger : magnitude;
-  AppendPadded(out, rest / row->unit, row->digits);
-  return row->key.size();
-}
-
-template <class T>
-void FormatSpan(basic_string_ex<T>& out, const basic_string_ex<T>& format, std::int64_t value) {
-  constexpr auto marker = T('%');
+void FormatSpan(T& out, const T& format, std::int64_t value) {
   // Unsigned, since the smallest value has no counterpart.
   const auto bits = static_cast<std::uint64_t>(value);
-  const std::uint64_t magnitude = value < 0 ? 0 - bits : bits;
-  // Holds the text, since `out` may be the format itself.
-  const basic_string_ex<T> source(format);  // NOLINT(performance-unnecessary-copy-initialization)
-  std::basic_string_view<T> text(source);
-  while (!text.empty()) {
-    const std::size_t at = std::min(text.find(marker), text.size());
-    out += text.substr(0, at);
-    text.remove_prefix(at);
-    if (text.empty()) return;
-    text.remove_prefix(1);
-    std::uint64_t used = 0;
-    if (!text.starts_with(marker)) used = ExpandSpanKey(out, text, magnitude);
-    if (used == 0) {  // a doubled marker, or one without an escape behind it, gives one
-      out += marker;
-      used = text.starts_with(marker) ? 1 : 0;
-    }
-    text.remove_prefix(used);
-  }
+  CTimeSpanStrEscapeCmd<T> command(value < 0 ? 0 - bits : bits);
+  format.expand_append_to(out, '%', command);
 }
 
 }  // namespace
