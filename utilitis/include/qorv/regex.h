@@ -95,8 +95,9 @@ class CRegex {
 ///
 /// The next match is looked for behind the last one, and one element further on after an empty match, with
 /// the text before it in view: `^` matches there only behind a line feed, and only if the pattern anchors at
-/// line feeds. All matches together take time in proportion to the length of the text, as far as each can be
-/// told to be over near its end: `a(.*b)?` looks to the end of the text every time.
+/// line feeds. All matches together, too, take time in proportion to the length of the text, unless the
+/// pattern has back references; if each is found only by a look far beyond it, memory as well, eight bytes an
+/// element.
 template <class T>
 class CRegexSearch {
  public:

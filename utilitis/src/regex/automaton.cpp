@@ -88,8 +88,9 @@ void RegexAutomaton::Close(const std::u32string& key, Neighbour next) {
   }
 }
 
-bool RegexAutomaton::IsCold(const std::u32string& key) const noexcept {
-  return mode_ == Mode::search && key.size() == 2;
+// Of a search: whether no match is alive.
+bool RegexAutomaton::IsCold(Entry row) const noexcept {
+  return std::ranges::find(starts_, row) != starts_.end();
 }
 
 // The row of a state, made if it is not there.
@@ -101,6 +102,7 @@ RegexAutomaton::Entry RegexAutomaton::RowOf(std::u32string key) {
     known_.clear();
     keys_.clear();
     keySize_ = 0;
+    ++clears_;
     starts_.fill(0);
   }
   if (table_.empty()) {  // the first row is nobody's
@@ -110,7 +112,9 @@ RegexAutomaton::Entry RegexAutomaton::RowOf(std::u32string key) {
   const auto row = static_cast<Entry>(table_.size());
   table_.resize(table_.size() + width_, unknown);
   keySize_ += keySize;
-  const Entry flag = key.size() == 1 ? isSpecial : IsCold(key) ? isCold : 0;
+  const bool isStart = key.size() == 2 && key.back() == entry_;
+  if (isStart) starts_[key.front()] = row;
+  const Entry flag = key.size() == 1 ? isSpecial : isStart && canSkip_ ? isCold : 0;
   const auto entry = known_.emplace(std::move(key), row | flag).first;
   keys_.push_back(&entry->first);
   return entry->second;
@@ -119,10 +123,7 @@ RegexAutomaton::Entry RegexAutomaton::RowOf(std::u32string key) {
 RegexAutomaton::Entry RegexAutomaton::Start(Neighbour last) {
   if (!program_.HasAssertions()) last = Neighbour::other;
   const auto index = static_cast<std::size_t>(last);
-  if (starts_[index] == 0) {
-    const Entry entry = RowOf({static_cast<char32_t>(last), static_cast<char32_t>(entry_)}) & rowMask;
-    starts_[index] = entry;  // now, since making it may have emptied them all
-  }
+  if (starts_[index] == 0) RowOf({static_cast<char32_t>(last), static_cast<char32_t>(entry_)});
   return starts_[index];
 }
 
@@ -146,9 +147,9 @@ RegexAutomaton::Entry RegexAutomaton::Make(Entry row, std::uint32_t color) {
     key.erase(std::unique(key.begin() + 1, key.end()), key.end());
   }
   const Entry found = isAccepted_ ? isMatch : 0;
-  const std::size_t before = table_.size();
+  const std::uint64_t clears = clears_;
   const Entry entry = RowOf(std::move(key)) | found;
-  if (table_.size() >= before) table_[row + color] = entry;  // otherwise that row is gone
+  if (clears_ == clears) table_[row + color] = entry;  // otherwise that row is gone
   return entry;
 }
 
@@ -200,8 +201,8 @@ std::uint64_t RegexAutomaton::FindEndBySkips(const RegexText<T>& text, std::uint
   cold = SkipCold(text, from, landmark);
   Entry row = Start(text.Before(cold));
   for (std::uint64_t place = cold; place < text.Length(); ++place) {
-    Entry next = table_[row + colors.Of(text.At(place))];
-    if ((next & ~rowMask) != 0) {
+    Entry next = At(row, colors.Of(text.At(place)));
+    if (next > rowMask) {
       if (next == unknown) next = Make(row, colors.Of(text.At(place)));
       if ((next & isMatch) != 0) return place;
       if ((next & isCold) != 0) {
@@ -209,8 +210,9 @@ std::uint64_t RegexAutomaton::FindEndBySkips(const RegexText<T>& text, std::uint
         if (cold != place + 1) next = Start(text.Before(cold));
         place = cold - 1;
       }
+      next &= rowMask;
     }
-    row = next & rowMask;
+    row = next;
   }
   return (Next(row, colors_) & isMatch) != 0 ? text.Length() : npos;
 }
@@ -220,7 +222,7 @@ std::uint64_t RegexAutomaton::FindEndBySkips(const RegexText<T>& text, std::uint
 template <class T>
 std::uint64_t RegexAutomaton::FindEndByRuns(const RegexText<T>& text, std::uint64_t from,
                                             std::uint64_t& cold) {
-  constexpr std::uint64_t runLength = 256;
+  constexpr std::uint64_t runLength = 32;
   const RegexColors& colors = program_.Colors();
   Trail trail;
   Entry row = Start(text.Before(from));
@@ -229,24 +231,25 @@ std::uint64_t RegexAutomaton::FindEndByRuns(const RegexText<T>& text, std::uint6
     trail.Add({place, row});
     const std::uint64_t runEnd = std::min(text.Length(), place + runLength);
     for (; place < runEnd; ++place) {
-      Entry next = table_[row + colors.Of(text.At(place))];
-      if ((next & (isMatch | isSpecial)) != 0) {
+      Entry next = At(row, colors.Of(text.At(place)));
+      if (next > rowMask) {
         if (next == unknown) {
-          const std::size_t before = table_.size();
+          const std::uint64_t clears = clears_;
           next = Make(row, colors.Of(text.At(place)));
-          if (table_.size() < before) trail.Clear();  // its rows are gone
+          if (clears_ != clears) trail.Clear();  // its rows are gone
         }
         if ((next & isMatch) != 0) {
           FindCold(text, place, trail, cold);
           return place;
         }
+        next &= rowMask;
       }
-      row = next & rowMask;
+      row = next;
     }
   }
-  const std::size_t before = table_.size();
+  const std::uint64_t clears = clears_;
   if ((Next(row, colors_) & isMatch) == 0) return npos;
-  if (table_.size() < before) trail.Clear();
+  if (clears_ != clears) trail.Clear();
   FindCold(text, text.Length(), trail, cold);
   return text.Length();
 }
@@ -258,11 +261,10 @@ void RegexAutomaton::FindCold(const RegexText<T>& text, std::uint64_t end, const
   const RegexColors& colors = program_.Colors();
   for (std::size_t i = 0; const Trail::Step* const step = trail.Back(i); ++i) {
     Entry row = step->row;
-    std::uint64_t found = IsCold(*keys_[row / width_]) ? step->place : npos;
+    std::uint64_t found = IsCold(row) ? step->place : npos;
     for (std::uint64_t place = step->place; place < end; ++place) {
-      const Entry next = table_[row + colors.Of(text.At(place))];
-      if ((next & isCold) != 0) found = place + 1;
-      row = next & rowMask;
+      row = At(row, colors.Of(text.At(place)));
+      if (IsCold(row)) found = place + 1;
     }
     if (found != npos) {
       cold = std::max(cold, found);
@@ -273,20 +275,25 @@ void RegexAutomaton::FindCold(const RegexText<T>& text, std::uint64_t end, const
 }
 
 template <class T>
-std::uint64_t RegexAutomaton::PickEnd(const RegexText<T>& text, std::uint64_t from, bool isShortest) {
+std::uint64_t RegexAutomaton::PickEnd(const RegexText<T>& text, std::uint64_t from, bool isShortest,
+                                      std::uint64_t& looked) {
   const RegexColors& colors = program_.Colors();
   std::uint64_t end = npos;
   Entry row = Start(text.Before(from));
-  for (std::uint64_t place = from;; ++place) {
+  std::uint64_t place = from;
+  for (;; ++place) {
     const bool isLast = place == text.Length();
-    const Entry next = Next(row, isLast ? colors_ : colors.Of(text.At(place)));
-    if ((next & ~rowMask) != 0) {
+    Entry next = Next(row, isLast ? colors_ : colors.Of(text.At(place)));
+    if (next > rowMask) {
       if ((next & isMatch) != 0) end = place;
-      if (isLast || (next & isSpecial) != 0 || (isShortest && end == place)) return end;
+      if ((next & isSpecial) != 0 || (isShortest && end == place)) break;
+      next &= rowMask;
     }
-    if (isLast) return end;
-    row = next & rowMask;
+    if (isLast) break;
+    row = next;
   }
+  looked = place;
+  return end;
 }
 
 template <class T>
@@ -310,8 +317,9 @@ std::uint64_t RegexAutomaton::PickStart(const RegexText<T>& text, std::uint64_t 
 
 template std::uint64_t RegexAutomaton::FindEnd(const RegexText<char>&, std::uint64_t, std::uint64_t&);
 template std::uint64_t RegexAutomaton::FindEnd(const RegexText<wchar_t>&, std::uint64_t, std::uint64_t&);
-template std::uint64_t RegexAutomaton::PickEnd(const RegexText<char>&, std::uint64_t, bool);
-template std::uint64_t RegexAutomaton::PickEnd(const RegexText<wchar_t>&, std::uint64_t, bool);
+template std::uint64_t RegexAutomaton::PickEnd(const RegexText<char>&, std::uint64_t, bool, std::uint64_t&);
+template std::uint64_t RegexAutomaton::PickEnd(const RegexText<wchar_t>&, std::uint64_t, bool,
+                                               std::uint64_t&);
 template std::uint64_t RegexAutomaton::PickStart(const RegexText<char>&, std::uint64_t, std::uint64_t);
 template std::uint64_t RegexAutomaton::PickStart(const RegexText<wchar_t>&, std::uint64_t, std::uint64_t);
 

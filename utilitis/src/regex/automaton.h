@@ -36,9 +36,10 @@ class RegexAutomaton {
   /// before `cold`. In search mode.
   template <class T>
   std::uint64_t FindEnd(const RegexText<T>& text, std::uint64_t from, std::uint64_t& cold);
-  /// The farthest, or the first, end of a match that begins at `from`; npos if there is none. In forward mode.
+  /// The farthest, or the first, end of a match that begins at `from`; npos if there is none. `looked` is the
+  /// place up to which it looked. In forward mode.
   template <class T>
-  std::uint64_t PickEnd(const RegexText<T>& text, std::uint64_t from, bool isShortest);
+  std::uint64_t PickEnd(const RegexText<T>& text, std::uint64_t from, bool isShortest, std::uint64_t& looked);
   /// The farthest start, at or behind `limit`, of a match that ends at `from`. In backward mode.
   template <class T>
   std::uint64_t PickStart(const RegexText<T>& text, std::uint64_t from, std::uint64_t limit);
@@ -48,7 +49,7 @@ class RegexAutomaton {
   // An entry of the table is the row to go to and what there is to say about it.
   static constexpr Entry isMatch = 0x80000000;    // a match ended before the element
   static constexpr Entry isSpecial = 0x40000000;  // no row yet, or dead
-  static constexpr Entry isCold = 0x20000000;     // no match is alive
+  static constexpr Entry isCold = 0x20000000;     // no match is alive, and skipping is worth it
   static constexpr Entry rowMask = isCold - 1;
   static constexpr Entry unknown = isSpecial;                   // the first row is nobody's
   static constexpr std::size_t maxSize = std::size_t{1} << 18;  // of table and keys together, in entries
@@ -57,7 +58,7 @@ class RegexAutomaton {
   Entry Start(Neighbour before);
   Entry Make(Entry row, std::uint32_t color);
   Entry RowOf(std::u32string key);
-  bool IsCold(const std::u32string& key) const noexcept;
+  bool IsCold(Entry row) const noexcept;
   void Close(const std::u32string& key, Neighbour next);
   void Expand(bool isBlind, Neighbour left, Neighbour right);
   void FindBeginnings();
@@ -78,7 +79,7 @@ class RegexAutomaton {
     }
 
    private:
-    std::array<Step, 16> steps_;
+    std::array<Step, 64> steps_;
     std::size_t count_ = 0;
   };
 
@@ -99,8 +100,10 @@ class RegexAutomaton {
   void FindCold(const RegexText<T>& text, std::uint64_t end, const Trail& trail, std::uint64_t& cold) const;
   template <class T>
   std::uint64_t SkipCold(const RegexText<T>& text, std::uint64_t place, Landmark& landmark) const noexcept;
+  // The row goes last into the address: the one step that the next one waits for is this load.
+  Entry At(Entry row, std::uint32_t color) const noexcept { return (table_.data() + color)[row]; }
   Entry Next(Entry row, std::uint32_t color) {
-    const Entry next = table_[row + color];
+    const Entry next = At(row, color);
     return next == unknown ? Make(row, color) : next;
   }
 
@@ -114,7 +117,8 @@ class RegexAutomaton {
   std::unordered_map<std::u32string, Entry> known_;
   std::vector<const std::u32string*> keys_;
   std::size_t keySize_ = 0;
-  std::array<Entry, 5> starts_{};       // rows to begin with, by what stands before; none yet where 0
+  std::uint64_t clears_ = 0;            // how often the table was emptied
+  std::array<Entry, 5> starts_{};       // rows of the entry alone, by what stands before; none yet where 0
   std::vector<std::uint8_t> canBegin_;  // by colour: whether a match may begin with it
   bool canSkip_ = false;                // whether looking for beginnings is worth it
   std::int32_t only_ = -1;              // the one narrow element that a match may begin with

@@ -43,23 +43,28 @@ bool RegexMatcher<T>::Find(std::uint64_t start, RANGE* ranges, std::uint64_t cou
 template <class T>
 bool RegexMatcher<T>::FindMatch(std::uint64_t start, RANGE& match) {
   if (program_->GetTree().backReferences) return FindByTrial(start, match);
-  return cache_ != nullptr ? FindByAutomaton(start, match) : FindBySimulation(start, match);
+  return cache_ != nullptr && !IsCostly() ? FindByAutomaton(start, match) : FindBySimulation(start, match);
 }
 
-// A search after many matches, each of which took a look far beyond it, would take a quadratic number of steps.
-// So in time one pass over all that is left finds all starts.
+// Searches for one match after another that each look far beyond it would take a quadratic number of steps.
+// So in time one pass over all that is left finds all starts and ends.
 template <class T>
 std::uint64_t RegexMatcher<T>::FindStart(std::uint64_t from) {
   const Fragment& root = program_->Of(program_->GetTree().root);
   RegexSimulation<T>& simulation = GetTools().simulation;
-  if (!starts_ && looked_ > 4 * text_.Length() + 1024) {
-    starts_ = simulation.FindStarts(root.backward, from, text_.Length(), PlaceSet::All(from, text_.Length()));
+  if (!IsCostly()) {
+    std::uint64_t looked = 0;
+    const std::uint64_t start = simulation.FindStart(root.forward, from, looked);
+    looked_ += looked;
+    return start;
   }
-  if (starts_) return starts_->Next(from);
-  std::uint64_t looked = 0;
-  const std::uint64_t start = simulation.FindStart(root.forward, from, looked);
-  looked_ += looked;
-  return start;
+  if (ends_.empty()) {
+    base_ = from;
+    ends_ = simulation.FindEnds(root.backward, from, text_.Length(), program_->PrefersShortest());
+  }
+  while (from <= text_.Length() && ends_[from - base_] == npos)
+    ++from;
+  return from <= text_.Length() ? from : npos;
 }
 
 // The first end of any match tells whether there is one, and from where on to look for its start. A match that
@@ -73,7 +78,11 @@ bool RegexMatcher<T>::FindByAutomaton(std::uint64_t start, RANGE& match) {
   if (match.offset != cold) {
     match.offset = FindStart(cold);
   }
-  match.length = cache_->forward.PickEnd(text_, match.offset, program_->PrefersShortest()) - match.offset;
+  std::uint64_t looked = 0;
+  const std::uint64_t last =
+      cache_->forward.PickEnd(text_, match.offset, program_->PrefersShortest(), looked);
+  match.length = last - match.offset;
+  looked_ += looked - last;
   return true;
 }
 
@@ -84,10 +93,16 @@ bool RegexMatcher<T>::FindBySimulation(std::uint64_t start, RANGE& match) {
   match.offset = FindStart(start);
   if (match.offset == npos) return false;
   std::uint64_t last = npos;
-  simulation.ForEachEnd(entry, match.offset, text_.Length(), [&](std::uint64_t end) {
-    last = end;
-    return !program_->PrefersShortest();
-  });
+  if (!ends_.empty()) {
+    last = ends_[match.offset - base_];
+  } else {
+    const std::uint64_t looked =
+        simulation.ForEachEnd(entry, match.offset, text_.Length(), [&](std::uint64_t end) {
+          last = end;
+          return !program_->PrefersShortest();
+        });
+    looked_ += looked - last;
+  }
   match.length = last - match.offset;
   return true;
 }

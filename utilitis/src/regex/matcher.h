@@ -37,6 +37,7 @@ class RegexMatcher {
 
   Tools& GetTools();
   bool FindMatch(std::uint64_t start, RANGE& match);
+  bool IsCostly() const noexcept { return looked_ > 4 * text_.Length() + 1024; }
   std::uint64_t FindStart(std::uint64_t from);
   bool FindByAutomaton(std::uint64_t start, RANGE& match);
   bool FindBySimulation(std::uint64_t start, RANGE& match);
@@ -48,9 +49,10 @@ class RegexMatcher {
   std::unique_ptr<RegexCache> cache_;
   std::optional<Tools> tools_;
   bool isPrepared_ = false;
-  bool isBusy_ = false;             // or was when an exception ended a search
-  std::uint64_t looked_ = 0;        // elements that simulations have looked at for starts
-  std::optional<PlaceSet> starts_;  // where matches begin, once that is worth a pass
+  bool isBusy_ = false;              // or was when an exception ended a search
+  std::uint64_t looked_ = 0;         // elements looked at in vain
+  std::uint64_t base_ = 0;           // of `ends_`
+  std::vector<std::uint64_t> ends_;  // of the match from each place on, once searching is costly
 };
 
 extern template class RegexMatcher<char>;

@@ -101,28 +101,44 @@ PlaceSet RegexSimulation<T>::FindStarts(std::uint32_t entry, std::uint64_t first
   }
 }
 
-// The tag of a state is where its piece ends. States stand in the order of preference: the farthest end is the
-// oldest, the nearest the newest.
+// Adds what ends at a place. The tag of a state is its end, and states stand in the order of preference: the
+// farthest end is the oldest, the nearest the newest.
+template <class T>
+void RegexSimulation<T>::AddEnd(std::uint32_t entry, std::uint64_t place, bool isShortest) {
+  if (!isShortest) return Add(entry, place, place);
+  next_.swap(current_);
+  const bool wasAccepted = isAccepted_;
+  Restart();
+  Add(entry, place, place);
+  for (const State& state : next_) {
+    if (marks_.Mark(state.instruction)) current_.push_back(state);
+  }
+  if (!isAccepted_) isAccepted_ = wasAccepted;  // with the tag it had
+}
+
+template <class T>
+std::vector<std::uint64_t> RegexSimulation<T>::FindEnds(std::uint32_t entry, std::uint64_t first,
+                                                        std::uint64_t last, bool isShortest) {
+  std::vector<std::uint64_t> ends(last - first + 1, npos);
+  Restart();
+  for (std::uint64_t place = last;; --place) {
+    AddEnd(entry, place, isShortest);
+    if (isAccepted_) ends[place - first] = acceptedTag_;
+    if (place == first) return ends;
+    Step(text_.At(place - 1), place - 1);
+  }
+}
+
 template <class T>
 typename RegexSimulation<T>::Chain RegexSimulation<T>::FindChain(std::uint32_t entry, std::uint64_t first,
                                                                  std::uint64_t last, bool isShortest) {
   Chain chain{PlaceSet(first, last), std::vector<std::uint64_t>(last - first + 1, npos)};
-  std::vector<State> older;
   Restart();
   for (std::uint64_t place = last;; --place) {
     if (isAccepted_) chain.ends[place - first] = acceptedTag_;
     if (isAccepted_ || place == last) {
       chain.places.Add(place);
-      if (isShortest) {
-        older.swap(current_);
-        Restart();
-        Add(entry, place, place);
-        for (const State& state : older) {
-          if (marks_.Mark(state.instruction)) current_.push_back(state);
-        }
-      } else {
-        Add(entry, place, place);
-      }
+      AddEnd(entry, place, isShortest);
     }
     if (place == first) return chain;
     Step(text_.At(place - 1), place - 1);

@@ -25,14 +25,14 @@ class RegexSimulation {
   std::uint64_t FindStart(std::uint32_t entry, std::uint64_t from, std::uint64_t& looked);
 
   /// Calls `use` with each end up to `last`, in ascending order, of a match that begins at `first`, until it
-  /// returns false.
+  /// returns false. Returns the place up to which it looked.
   template <class Use>
-  void ForEachEnd(std::uint32_t entry, std::uint64_t first, std::uint64_t last, Use use) {
+  std::uint64_t ForEachEnd(std::uint32_t entry, std::uint64_t first, std::uint64_t last, Use use) {
     Restart();
     Add(entry, 0, first);
     for (std::uint64_t place = first;; ++place) {
-      if (isAccepted_ && !use(place)) return;
-      if (place == last || current_.empty()) return;
+      if (isAccepted_ && !use(place)) return place;
+      if (place == last || current_.empty()) return place;
       Step(text_.At(place), place + 1);
     }
   }
@@ -40,6 +40,11 @@ class RegexSimulation {
   /// The places from `first` on from where a match leads to one of `ends`, of which `last` is the highest.
   /// `entry` is that of a backward fragment.
   PlaceSet FindStarts(std::uint32_t entry, std::uint64_t first, std::uint64_t last, const PlaceSet& ends);
+
+  /// The farthest or nearest ends of the matches that begin at the places from `first` on, up to `last`; npos
+  /// where none begins. `entry` is that of a backward fragment.
+  std::vector<std::uint64_t> FindEnds(std::uint32_t entry, std::uint64_t first, std::uint64_t last,
+                                      bool isShortest);
 
   /// The farthest or nearest ends of pieces, each longer than nothing, of which any number in a row leads
   /// from a place to `last`; `last` itself has no such piece.
@@ -59,12 +64,13 @@ class RegexSimulation {
   void NextRound() noexcept;
   void Add(std::uint32_t entry, std::uint64_t tag, std::uint64_t place);
   bool Passes(const Instruction& instruction, std::uint64_t place) const noexcept;
+  void AddEnd(std::uint32_t entry, std::uint64_t place, bool isShortest);
   void Step(std::uint32_t element, std::uint64_t place);
 
   const RegexProgram& program_;
   const RegexText<T>& text_;
   std::vector<State> current_;  // states that take an element, those added first in front
-  std::vector<State> next_;
+  std::vector<State> next_;     // those of the step before, while they are gone through
   std::vector<std::uint32_t> pending_;
   RegexMarks marks_;  // of this round
   bool isAccepted_ = false;

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <algorithm>
-#include <bit>
 #include <cstdint>
 #include <string_view>
 #include <type_traits>
@@ -28,17 +27,6 @@ class PlaceSet {
 
   bool Has(std::uint64_t place) const noexcept {
     return ((bits_[(place - base_) / 64] >> ((place - base_) % 64)) & 1) != 0;
-  }
-  /// The first place in the set at or behind `place`, or npos.
-  std::uint64_t Next(std::uint64_t place) const noexcept {
-    std::uint64_t index = (place - base_) / 64;
-    if (index >= bits_.size()) return npos;
-    std::uint64_t word = bits_[index] & (~std::uint64_t{0} << ((place - base_) % 64));
-    while (word == 0) {
-      if (++index == bits_.size()) return npos;
-      word = bits_[index];
-    }
-    return base_ + index * 64 + static_cast<std::uint64_t>(std::countr_zero(word));
   }
   void Add(std::uint64_t place) noexcept {
     bits_[(place - base_) / 64] |= std::uint64_t{1} << ((place - base_) % 64);
