@@ -6,6 +6,7 @@
 #include <deque>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 #include <qorv/sync.h>
 
@@ -49,35 +50,33 @@ struct ITEM {
 
 using CLibraryQueue = Qorv::CMessageQueue<ITEM, Qorv::FASTKSV_PCLOCK, std::deque<ITEM>>;
 
-// One thread pushes, another pops; the argument is the capacity.
+// So many threads push and as many pop; the arguments are their number and the capacity.
 template <class Queue>
 void BM_HandOver(benchmark::State& state) {
   constexpr std::uint64_t batch = 100'000;
+  const auto threads = static_cast<std::size_t>(state.range(0));
   for (auto _ : state) {
-    Queue queue(static_cast<std::uint32_t>(state.range(0)));
-    std::thread consumer([&queue] {
-      ITEM item;
-      for (std::uint64_t i = 0; i < batch; ++i)
-        queue.Pop(item);
-    });
-    for (std::uint64_t i = 0; i < batch; ++i)
-      queue.Push(ITEM{{i}});
-    consumer.join();
+    Queue queue(static_cast<std::uint32_t>(state.range(1)));
+    std::vector<std::jthread> workers;
+    for (std::size_t i = 0; i < threads; ++i) {
+      workers.emplace_back([&queue, share = batch / threads] {
+        for (std::uint64_t item = 0; item < share; ++item)
+          queue.Push(ITEM{{item}});
+      });
+      workers.emplace_back([&queue, share = batch / threads] {
+        ITEM item;
+        for (std::uint64_t taken = 0; taken < share; ++taken)
+          queue.Pop(item);
+      });
+    }
   }
   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(batch));
 }
-BENCHMARK_TEMPLATE(BM_HandOver, CLibraryQueue)
-    ->Arg(1)
-    ->Arg(16)
-    ->Arg(256)
-    ->UseRealTime()
-    ->MeasureProcessCPUTime();
-BENCHMARK_TEMPLATE(BM_HandOver, CStandardQueue<ITEM>)
-    ->Arg(1)
-    ->Arg(16)
-    ->Arg(256)
-    ->UseRealTime()
-    ->MeasureProcessCPUTime();
+void Loads(benchmark::internal::Benchmark* contest) {
+  contest->ArgsProduct({{1, 4}, {1, 16, 256}})->UseRealTime()->MeasureProcessCPUTime();
+}
+BENCHMARK_TEMPLATE(BM_HandOver, CLibraryQueue)->Apply(Loads);
+BENCHMARK_TEMPLATE(BM_HandOver, CStandardQueue<ITEM>)->Apply(Loads);
 
 class CLibraryLock {
  public:

@@ -13,15 +13,12 @@
 #include <utility>
 
 #include "support/failure.h"
+#include "support/refusal.h"
 #include "support/row_name.h"
 #include "thread/probe.h"
 
 namespace {
 
-// The one call that fails, how often, and with what.
-std::string_view failingCall;
-std::atomic<int> failuresLeft{0};
-int failureError = 0;
 std::atomic<int> attributesHeld{0};
 
 // The next semaphore is only made when a kill has been sent.
@@ -30,28 +27,9 @@ std::atomic<bool> isMaking{false};
 std::atomic<bool> isKillSent{false};
 std::atomic<bool> isMade{false};
 
-bool Fails(std::string_view call) {
-  if (call != failingCall) return false;
-  return failuresLeft.load() > 0 && failuresLeft.fetch_sub(1) > 0;
-}
-
-void Fail(std::string_view call, int error, int times = 1) {
-  failuresLeft = 0;
-  failingCall = call;
-  failureError = error;
-  failuresLeft = times;
-}
-
 }  // namespace
 
 // NOLINTBEGIN
-#define REFUSABLE(call, parameters, arguments)                    \
-  extern "C" int __real_##call parameters;                        \
-  extern "C" int __wrap_##call parameters;                        \
-  extern "C" int __wrap_##call parameters {                       \
-    return Fails(#call) ? failureError : __real_##call arguments; \
-  }
-
 REFUSABLE(pthread_attr_getschedpolicy, (const pthread_attr_t* a, int* policy), (a, policy))
 REFUSABLE(pthread_attr_getschedparam, (const pthread_attr_t* a, sched_param* p), (a, p))
 REFUSABLE(pthread_attr_setinheritsched, (pthread_attr_t * a, int value), (a, value))
@@ -60,13 +38,19 @@ REFUSABLE(pthread_attr_setschedparam, (pthread_attr_t * a, const sched_param* p)
 REFUSABLE(pthread_attr_setdetachstate, (pthread_attr_t * a, int value), (a, value))
 REFUSABLE(pthread_attr_setguardsize, (pthread_attr_t * a, size_t size), (a, size))
 REFUSABLE(pthread_attr_setstacksize, (pthread_attr_t * a, size_t size), (a, size))
-REFUSABLE(pthread_create, (pthread_t * t, const pthread_attr_t* a, void* (*main)(void*), void* p),
-          (t, a, main, p))
+
+extern "C" int __real_pthread_create(pthread_t* t, const pthread_attr_t* a, void* (*main)(void*), void* p);
+extern "C" int __wrap_pthread_create(pthread_t* t, const pthread_attr_t* a, void* (*main)(void*), void* p);
+extern "C" int __wrap_pthread_create(pthread_t* t, const pthread_attr_t* a, void* (*main)(void*), void* p) {
+  if (TestSupport::IsRefused("pthread_create")) return TestSupport::refusal.error;
+  return __real_pthread_create(t, a, main,
+                               TestSupport::IsRefused("argument of pthread_create") ? nullptr : p);
+}
 
 extern "C" int __real_pthread_kill(pthread_t t, int number);
 extern "C" int __wrap_pthread_kill(pthread_t t, int number);
 extern "C" int __wrap_pthread_kill(pthread_t t, int number) {
-  if (Fails("pthread_kill")) return failureError;
+  if (TestSupport::IsRefused("pthread_kill")) return TestSupport::refusal.error;
   const int result = __real_pthread_kill(t, number);
   isKillSent = true;
   return result;
@@ -85,7 +69,7 @@ extern "C" int __wrap_sem_init(sem_t* sem, int shared, unsigned value) {
 extern "C" int __real_pthread_attr_init(pthread_attr_t* a);
 extern "C" int __wrap_pthread_attr_init(pthread_attr_t* a);
 extern "C" int __wrap_pthread_attr_init(pthread_attr_t* a) {
-  if (Fails("pthread_attr_init")) return failureError;
+  if (TestSupport::IsRefused("pthread_attr_init")) return TestSupport::refusal.error;
   ++attributesHeld;
   return __real_pthread_attr_init(a);
 }
@@ -94,7 +78,7 @@ extern "C" int __wrap_pthread_attr_destroy(pthread_attr_t* a);
 extern "C" int __wrap_pthread_attr_destroy(pthread_attr_t* a) {
   --attributesHeld;
   const int result = __real_pthread_attr_destroy(a);
-  return Fails("pthread_attr_destroy") ? failureError : result;
+  return TestSupport::IsRefused("pthread_attr_destroy") ? TestSupport::refusal.error : result;
 }
 // NOLINTEND
 
@@ -103,6 +87,7 @@ namespace {
 using Qorv::threadExp;
 using Qorv::TThread;
 using TestSupport::FailureOf;
+using TestSupport::Refuse;
 using TestThread::CProbe;
 using namespace Qorv::threadState;
 
@@ -160,7 +145,7 @@ class Step : public testing::TestWithParam<StepRow> {};
 // The thread that exists already when the last step fails goes with it.
 TEST_P(Step, ThatFailsLeavesNoThreadAndNoAttributes) {
   CProbe probe(CProbe::UntilStopped);
-  Fail(GetParam().call, GetParam().error);
+  Refuse(GetParam().call, GetParam().error);
   EXPECT_EQ(FailureOf<threadExp>([&] { probe.Create(false, 1 << 20); }), GetParam().failure);
   EXPECT_EQ(attributesHeld, 0);
   EXPECT_EQ(probe.GetState(), none);
@@ -175,12 +160,25 @@ TEST_P(Step, ThatFailsLeavesNoThreadAndNoAttributes) {
 
 INSTANTIATE_TEST_SUITE_P(Create, Step, testing::ValuesIn(stepRows), rowName);
 
+TEST(StartDeathTest, WithoutAThreadObjectEndsTheProcess) {
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  EXPECT_EXIT(
+      {
+        CProbe probe(CProbe::UntilStopped);
+        Refuse("argument of pthread_create", 0);
+        probe.Create(false, 0);
+        for (;;)
+          TThread::SleepTick();
+      },
+      testing::ExitedWithCode(255), "^util.trd.imp: invalid thread handle, program aborted$");
+}
+
 TEST(KillSignal, ThatIsRefusedLeavesTheThreadToTheNextKill) {
   CProbe probe(CProbe::ForEver);
   probe.Create(false, 0);
   probe.Resume();
   probe.AwaitRunning();
-  Fail("pthread_kill", EAGAIN);
+  Refuse("pthread_kill", EAGAIN);
   EXPECT_EQ(FailureOf<threadExp>([&] { probe.Kill(1); }),
             "8: CThread_Imp::Kill - failed send the kill signal\n  error code = 11\n"
             "  error desc = Resource temporarily unavailable");
@@ -196,7 +194,7 @@ TEST(KillSignal, ThatIsRefusedLeavesTheThreadToEndByItself) {
   probe.Create(false, 0);
   probe.Resume();
   probe.AwaitRunning();
-  Fail("pthread_kill", EAGAIN);
+  Refuse("pthread_kill", EAGAIN);
   EXPECT_THROW(probe.Kill(1), threadExp);
   EXPECT_FALSE(probe.TryStop());
   EXPECT_TRUE(probe.Wait(Qorv::waitForever));
@@ -229,9 +227,9 @@ TEST(KillSignal, ThatIsRefusedToADestructorIsSentAgain) {
     thread.Resume();
     while (ticks == 0)
       TThread::SleepTick();
-    Fail("pthread_kill", EAGAIN, 3);
+    Refuse("pthread_kill", EAGAIN, 3);
   }
-  EXPECT_EQ(failuresLeft, 0);
+  EXPECT_EQ(TestSupport::refusal.left, 0);
   const int atTheEnd = ticks;
   TThread::Sleep(5);
   EXPECT_EQ(ticks, atTheEnd);
@@ -303,7 +301,7 @@ TEST(KillSignal, ToAThreadThatIsGoneCountsAsAnEnd) {
     thread.Resume();
     while (!shared->isRunning)
       TThread::SleepTick();
-    Fail("pthread_kill", ESRCH);
+    Refuse("pthread_kill", ESRCH);
     thread.Kill(1);
     EXPECT_EQ(thread.GetState(), killed);
     EXPECT_TRUE(thread.Wait(0));

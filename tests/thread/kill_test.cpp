@@ -74,49 +74,6 @@ TEST(Kill, AbandonedThreadGoesWithItsObject) {
   }
 }
 
-struct BlockedRow {
-  const char* name;
-  void (*block)(CProbe&);
-};
-
-const BlockedRow blockedRows[] = {
-    {"InASemaphore",
-     [](CProbe&) {
-       static Qorv::CSem sem(0, 1);
-       sem.P();
-     }},
-    {"InSuspend",
-     [](CProbe& self) {
-       self.Suspend();
-       self.TestStop();
-     }},
-    {"AtItsOwnStateLock",
-     [](CProbe& self) {
-       for (;;)
-         self.LockState();
-     }},
-    {"InSleep", [](CProbe&) { TThread::Sleep(1'000'000); }},
-};
-
-class Blocked : public testing::TestWithParam<BlockedRow> {};
-
-TEST_P(Blocked, ThreadIsBrokenOff) {
-  for (int round = 0; round < 100; ++round) {
-    CProbe probe([](CProbe& self) {
-      self.MarkRunning();
-      GetParam().block(self);
-      return 0U;
-    });
-    probe.Create(false, 0);
-    probe.Resume();
-    probe.AwaitRunning();
-    probe.Kill(0);
-    EXPECT_EQ(probe.GetState(), killed);
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(Kill, Blocked, testing::ValuesIn(blockedRows), rowName);
-
 TEST(Kill, ByItselfDoesNotReturn) {
   std::atomic<bool> hasReturned{false};
   CProbe probe([&](CProbe& self) {

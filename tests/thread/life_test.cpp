@@ -19,21 +19,8 @@ namespace {
 
 using Qorv::TThread;
 using TestThread::CProbe;
+using TestThread::InState;
 using namespace Qorv::threadState;
-
-// A probe brought into one of the states. Its thread does not obey a stop, so that the states stay.
-std::unique_ptr<CProbe> InState(std::uint32_t state) {
-  auto probe = std::make_unique<CProbe>(state == ended ? CProbe::UntilStopped : CProbe::ForEver);
-  if (state == none) return probe;
-  probe->Create(false, 0);
-  if (state == suspended) return probe;
-  probe->Resume();
-  probe->AwaitRunning();
-  if (state == stopping || state == ended) probe->TryStop();
-  if (state == ended) probe->Wait(Qorv::waitForever);
-  if (state == killed) probe->Kill(1);
-  return probe;
-}
 
 std::string Create(CProbe& probe) {
   probe.Create(false, 0);

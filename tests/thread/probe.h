@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <utility>
 
 #include <qorv/thread.h>
@@ -50,5 +51,20 @@ class CProbe : public Qorv::TThread {
   std::atomic<int> finished_{0};
   std::atomic<int> kills_{0};
 };
+
+/// A probe brought into one of the states. Its thread does not obey a stop, so that the states stay.
+inline std::unique_ptr<CProbe> InState(std::uint32_t state) {
+  using namespace Qorv::threadState;
+  auto probe = std::make_unique<CProbe>(state == ended ? CProbe::UntilStopped : CProbe::ForEver);
+  if (state == none) return probe;
+  probe->Create(false, 0);
+  if (state == suspended) return probe;
+  probe->Resume();
+  probe->AwaitRunning();
+  if (state == stopping || state == ended) probe->TryStop();
+  if (state == ended) probe->Wait(Qorv::waitForever);
+  if (state == killed) probe->Kill(1);
+  return probe;
+}
 
 }  // namespace TestThread

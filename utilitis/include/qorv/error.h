@@ -179,6 +179,13 @@ inline constexpr std::uint32_t unlock = 5;  ///< mutexExp only
 inline constexpr std::uint32_t signal = 7;  ///< eventExp only
 }  // namespace syncCode
 
+/// Numbers of tlsExp.
+namespace tlsCode {
+inline constexpr std::uint32_t create = 1;
+inline constexpr std::uint32_t set = 3;
+inline constexpr std::uint32_t destroy = 4;
+}  // namespace tlsCode
+
 /// Numbers of rwlExp.
 namespace rwlCode {
 inline constexpr std::uint32_t indexExhausted = 1;

@@ -5,10 +5,15 @@
 
 namespace Qorv::IMPL {
 
-stringEx DescribeErrno(ErrnoTable table, int number) {
+std::string_view FindErrno(ErrnoTable table, int number, std::string_view other) noexcept {
   const auto row =
       std::find_if(table.begin(), table.end(), [=](const ErrnoText& r) { return r.number == number; });
-  if (row != table.end()) return stringEx::view(row->text);
+  return row != table.end() ? row->text : other;
+}
+
+stringEx DescribeErrno(ErrnoTable table, int number) {
+  if (const std::string_view known = FindErrno(table, number, {}); !known.empty())
+    return stringEx::view(known);
   stringEx text("unexpect system error: ");
   text += std::string_view(std::generic_category().message(number));
   return text;

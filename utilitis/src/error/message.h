@@ -19,6 +19,9 @@ struct ErrnoText {
 
 using ErrnoTable = std::span<const ErrnoText>;
 
+/// The description of `number` in the table, or `other` where it has none.
+std::string_view FindErrno(ErrnoTable table, int number, std::string_view other) noexcept;
+
 /// The description of `number`: that of the table, or "unexpect system error: " and the system's own text.
 stringEx DescribeErrno(ErrnoTable table, int number);
 

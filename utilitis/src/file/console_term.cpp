@@ -9,6 +9,7 @@
 #include <limits>
 #include <system_error>
 
+#include <qorv/detail/kill_hold.h>
 #include <qorv/file.h>
 
 #include "error/message.h"
@@ -126,7 +127,7 @@ std::unique_ptr<TTerminal> CConsoleTerm::Clone(bool echo) const {
 }
 
 bool CConsoleTerm::TakeKeyAhead(KEYEVENT& key) {
-  CScopeLock<FASTKSV_PCLOCK> guard(lock_);
+  IMPL::CSafeScopeLock<FASTKSV_PCLOCK> guard(lock_);
   if (keys_.empty()) return false;
   key = keys_.front();
   keys_.pop_front();
@@ -152,7 +153,7 @@ bool CConsoleTerm::ReadKey(KEYEVENT& key, std::uint32_t milliseconds) {
   const std::uint32_t count = file_.Read(bytes, sizeof(bytes));
   if (count == 0) return false;
   if (echo_) Put({bytes, count});
-  CScopeLock<FASTKSV_PCLOCK> guard(lock_);
+  IMPL::CSafeScopeLock<FASTKSV_PCLOCK> guard(lock_);
   for (std::uint32_t i = 1; i < count; ++i)
     keys_.push_back(KEYEVENT{.ch = bytes[i]});
   key.ch = bytes[0];

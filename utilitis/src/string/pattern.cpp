@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <iterator>
+#include <memory>
 #include <span>
 #include <string_view>
 #include <utility>
@@ -12,6 +13,8 @@
 #include <qorv/string.h>
 
 #include "string/search.h"
+#include "string/thread_data.h"
+#include "sync/thread_data.h"
 
 namespace Qorv {
 namespace {
@@ -73,24 +76,18 @@ template <class T>
 struct RECENTREGEX {
   basic_string_ex<T> pattern;
   CRegex<T> regex;
-
-  RECENTREGEX() = default;
-  RECENTREGEX(const RECENTREGEX&) = delete;
-  RECENTREGEX& operator=(const RECENTREGEX&) = delete;
-  ~RECENTREGEX() { isGone = true; }
-
-  // Objects that end with the thread, or with the process, may still search when this has ended.
-  static thread_local bool isGone;
 };
 
 template <class T>
-thread_local bool RECENTREGEX<T>::isGone = false;
+IMPL::CThreadData<RECENTREGEX<T>>& RecentRegexes() {
+  static auto* const recent = std::make_unique<IMPL::CThreadData<RECENTREGEX<T>>>().release();
+  return *recent;
+}
 
 // The pattern compiled with the defaults of compile_regex, if it is not the same as the last time.
 template <class T>
 CRegex<T> RecentRegex(std::basic_string_view<T> pattern) {
-  if (RECENTREGEX<T>::isGone) return basic_string_ex<T>::compile_regex(pattern);
-  thread_local RECENTREGEX<T> recent;
+  RECENTREGEX<T>& recent = RecentRegexes<T>().Get();
   if (std::basic_string_view<T>(recent.pattern) != pattern) {
     basic_string_ex<T> text(pattern);
     recent.regex = basic_string_ex<T>::compile_regex(pattern);
@@ -259,6 +256,13 @@ basic_string_ex<T> basic_string_ex<T>::regex_replace_copy(text_view pattern, tex
   return regex_replace_copy(RecentRegex(pattern), replacement, max, start, flags);
 }
 
+template <class T>
+void IMPL::ReleaseStringData() {
+  RecentRegexes<T>().Release();
+}
+
+template void IMPL::ReleaseStringData<char>();
+template void IMPL::ReleaseStringData<wchar_t>();
 template class basic_string_ex<char>;
 template class basic_string_ex<wchar_t>;
 

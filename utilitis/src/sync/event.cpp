@@ -1,5 +1,6 @@
 #include <cerrno>
 
+#include <qorv/detail/kill_hold.h>
 #include <qorv/sync.h>
 
 #include "error/message.h"
@@ -9,7 +10,7 @@ namespace Qorv {
 namespace {
 
 using IMPL::CMessage;
-using Guard = CScopeLock<CMutex>;
+using Guard = IMPL::CSafeScopeLock<CMutex>;
 
 constexpr IMPL::ErrnoText createTexts[] = {
     {EAGAIN, "the system lacked the necessary resources"},
@@ -63,6 +64,7 @@ CEvent::~CEvent() noexcept(false) {
 void CEvent::RaiseEvent() {
   Guard guard(mutex_);
   raised_ = true;
+  ++raises_;
   Check(::pthread_cond_broadcast(&cond_), "CEvent/RaiseEvent - failed raise event\n", raiseTexts,
         syncCode::signal);
 }
@@ -77,27 +79,55 @@ bool CEvent::IsRaised() {
   return raised_;
 }
 
-// One wait, not in a loop: a wake counts as a raised event whatever woke the thread, also when the event has
-// been reset again since. That is meant.
+// What `call`, one wait of the system on the condition, answers; 0 at once if the flag is raised.
+//
+// One wait, not in a loop: a wake counts as a raised event whatever woke the thread, also when the event has been reset
+// again since. That is meant. Only a wake that was to break off another waiter is none. A thread must not be broken off
+// inside the wait itself: the system's condition would be left waiting for it.
+template <class Call>
+int CEvent::AwaitRaise(Call call) {
+  IMPL::CKillHold hold;
+  int error = 0;
+  {
+    IMPL::CKillNudge nudge([](void* self) noexcept { static_cast<CEvent*>(self)->Nudge(); }, this);
+    CScopeLock<CMutex> guard(mutex_);  // a plain one, which leaves the hold open
+    if (raised_) return 0;
+    ++waiters_;
+    for (std::uint32_t nudges = nudges_, raises = raises_;; nudges = nudges_) {
+      error = call();
+      if (error != 0 || nudges == nudges_ || raises != raises_ || IMPL::IsKillDue()) break;
+    }
+    --waiters_;
+  }
+  IMPL::BreakOffIfKilled();
+  return error;
+}
+
+// On the thread that kills a waiter.
+void CEvent::Nudge() noexcept {
+  try {
+    Guard guard(mutex_);
+    ++nudges_;
+    ::pthread_cond_broadcast(&cond_);
+  } catch (...) {  // there will be another
+  }
+}
+
 bool CEvent::WaitEvent() {
-  Guard guard(mutex_);
-  if (raised_) return true;
-  ++waiters_;
-  const int error = ::pthread_cond_wait(&cond_, mutex_.GetSysHandle());
-  --waiters_;
+  const int error = AwaitRaise([this] { return ::pthread_cond_wait(&cond_, mutex_.GetSysHandle()); });
   Check(error, "CEvent/WaitEvent - failed wait event\n", waitTexts, syncCode::wait);
   return true;
 }
 
 bool CEvent::TimedWaitEvent(std::uint32_t milliseconds) {
   if (milliseconds == waitForever) return WaitEvent();
-  Guard guard(mutex_);
-  if (raised_) return true;
-  if (milliseconds == 0) return false;
-  const timespec limit = IMPL::DeadlineIn(milliseconds);
-  ++waiters_;
-  const int error = ::pthread_cond_timedwait(&cond_, mutex_.GetSysHandle(), &limit);
-  --waiters_;
+  if (milliseconds == 0) return IsRaised();
+  return TimedWaitEvent(IMPL::DeadlineIn(milliseconds));
+}
+
+bool CEvent::TimedWaitEvent(const timespec& deadline) {
+  const int error =
+      AwaitRaise([&] { return ::pthread_cond_timedwait(&cond_, mutex_.GetSysHandle(), &deadline); });
   if (error == ETIMEDOUT) return false;
   Check(error, "CEvent/TimedWaitEvent - failed wait event\n", timedWaitTexts, syncCode::wait);
   return true;

@@ -1,6 +1,6 @@
 #include <pthread.h>
-#include <signal.h>
 
+#include <algorithm>
 #include <memory>
 
 #include <qorv/sync.h>
@@ -22,29 +22,25 @@ void ForgetThreadId() {
   return cachedThreadId = platform::ThreadId();
 }
 
-// Holds off a kill of the calling thread: one that is broken off inside the allocator leaves it locked for all.
-class CKillHold {
- public:
-  CKillHold() noexcept {
-    sigset_t killSignal;
-    ::sigemptyset(&killSignal);
-    ::sigaddset(&killSignal, platform::KillSignal());
-    ::pthread_sigmask(SIG_BLOCK, &killSignal, &before_);
-  }
-  CKillHold(const CKillHold&) = delete;
-  CKillHold& operator=(const CKillHold&) = delete;
-  ~CKillHold() { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-
- private:
-  sigset_t before_;
-};
-
 }  // namespace
 
 const bool MultiProcessor = platform::ProcessorCount() > 1;
 
 std::uint64_t CurrentThreadId() noexcept {
   return cachedThreadId != 0 ? cachedThreadId : AskThreadId();
+}
+
+// The more threads look, the less often each may, or they keep the semaphore from the one who is to raise it.
+void AwaitHandOver(std::atomic<std::int64_t>& count, CSem& sem) {
+  constexpr int looks = 32;
+  constexpr int longestPause = 64;
+  for (int left = MultiProcessor ? looks : 0, pause = 16; left > 0;
+       --left, pause = std::min(2 * pause, longestPause)) {
+    if (sem.TryP()) return;
+    for (int i = 0; i < pause; ++i)
+      RelaxProcessor();
+  }
+  AwaitTurn(count, sem);
 }
 
 CLazySem::~CLazySem() noexcept(false) {

@@ -1,8 +1,10 @@
 #include <cerrno>
 
+#include <qorv/misc.h>
 #include <qorv/sync.h>
 
 #include "error/message.h"
+#include "sync/deadline.h"
 
 namespace Qorv {
 namespace {
@@ -85,6 +87,27 @@ CMutex::~CMutex() noexcept(false) {
 
 void CMutex::Lock() QORV_NO_THREAD_SAFETY_ANALYSIS {
   Check(::pthread_mutex_lock(&mutex_), "CMutex::Lock - failed lock mutex\n", lockTexts, syncCode::wait);
+}
+
+bool CMutex::TryLock() QORV_NO_THREAD_SAFETY_ANALYSIS {
+  const int error = ::pthread_mutex_trylock(&mutex_);
+  if (error == EBUSY) return false;
+  Check(error, "CMutex::TryLock - failed lock mutex\n", lockTexts, syncCode::wait);
+  return true;
+}
+
+bool CMutex::TimedLock(std::uint32_t milliseconds) QORV_NO_THREAD_SAFETY_ANALYSIS {
+  if (milliseconds == 0) return TryLock();
+  if (milliseconds != waitForever) return TimedLock(IMPL::DeadlineIn(milliseconds));
+  Lock();
+  return true;
+}
+
+bool CMutex::TimedLock(const timespec& deadline) QORV_NO_THREAD_SAFETY_ANALYSIS {
+  const int error = ::pthread_mutex_timedlock(&mutex_, &deadline);
+  if (error == ETIMEDOUT) return false;
+  Check(error, "CMutex/TimedLock - failed lock mutex\n", lockTexts, syncCode::wait);
+  return true;
 }
 
 void CMutex::Unlock() QORV_NO_THREAD_SAFETY_ANALYSIS {

@@ -63,6 +63,12 @@ bool CSem::P() {
   ThrowWait(errno);
 }
 
+bool CSem::InterruptibleP() {
+  if (::sem_wait(&sem_) == 0) return true;
+  if (errno == EINTR) return false;
+  ThrowWait(errno);
+}
+
 bool CSem::TryP() {
   if (IMPL::RetryOnEintr([this] { return ::sem_trywait(&sem_); }) == 0) return true;
   if (errno == EAGAIN) return false;
@@ -73,8 +79,11 @@ bool CSem::TimedP(std::uint32_t milliseconds) {
   if (milliseconds == waitForever) return P();
   if (TryP()) return true;  // without asking for the time
   if (milliseconds == 0) return false;
-  const timespec limit = IMPL::DeadlineIn(milliseconds);
-  if (IMPL::RetryOnEintr([&] { return ::sem_timedwait(&sem_, &limit); }) == 0) return true;
+  return TimedP(IMPL::DeadlineIn(milliseconds));
+}
+
+bool CSem::TimedP(const timespec& deadline) {
+  if (IMPL::RetryOnEintr([&] { return ::sem_timedwait(&sem_, &deadline); }) == 0) return true;
   const int error = errno;
   if (error == ETIMEDOUT) return false;
   CMessage("CSem/TimedWait - failed P a semaphore\n")

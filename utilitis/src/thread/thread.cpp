@@ -1,10 +1,12 @@
-#include <time.h>
-#include <unistd.h>
-
-#include <cerrno>
-
-#include <qorv/log.h>
 #include <qorv/thread.h>
+
+#include <time.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <exception>
+
+#include <qorv/time.h>
 
 #include "error/message.h"
 #include "thread/thread_imp.h"
@@ -13,7 +15,10 @@ namespace Qorv {
 namespace {
 
 using namespace threadState;
-using Guard = CScopeLock<FASTKSV_PCLOCK>;
+using IMPL::EndProcess;
+using IMPL::IsAlive;
+using IMPL::ThrowInvalidState;
+using Guard = IMPL::CSafeScopeLock<FASTKSV_PCLOCK>;
 
 constexpr std::uint32_t stopRequested = 1;
 constexpr std::uint32_t suspendRequested = ~std::uint32_t{0};
@@ -21,22 +26,12 @@ constexpr std::uint32_t suspendRequested = ~std::uint32_t{0};
 std::atomic<TThread::UncaughtHandler> uncaughtHandler{nullptr};
 std::atomic<std::uint64_t> defaultStackSize{0};
 
-bool IsAlive(std::uint32_t state) noexcept {
-  return state == suspended || state == running || state == stopping;
-}
+}  // namespace
 
-[[noreturn]] void ThrowInvalidState(std::string_view heading, std::uint32_t state) {
+void IMPL::ThrowInvalidState(std::string_view heading, std::uint32_t state) {
   stringEx text(heading);
   throw threadExp(text.append_uint(state), threadCode::invalidState);
 }
-
-// What must not be thrown on has not been dealt with by anybody: the log is written, and the process is gone.
-[[noreturn]] void EndProcess() noexcept {
-  CLog::GFlush();
-  ::_exit(-1);
-}
-
-}  // namespace
 
 // A kill signal that cannot be sent now, because too many are queued, can be later. Until then the object stays:
 // its thread must not run without it.
@@ -49,7 +44,7 @@ TThread::~TThread() noexcept(false) {
       } catch (const threadExp&) {
         continue;
       }
-      if (waiters_ != 0) continue;
+      if (waiters_ != 0 || IsAlive(GetState())) continue;
       ReleaseImp();
       stopFlag_.exchange(0);
       return;
@@ -136,13 +131,20 @@ bool TThread::TestStopSlow(std::uint32_t flag) {
   return false;
 }
 
-// True if this killed the thread, and that is still to be noted in the state. The lock is held all the while, so
-// that the thread cannot be broken off as its owner, unless the thread is ending by itself, for which it needs it.
+// True if this killed the thread, and that is still to be noted in the state. The lock is held all the while, unless
+// the thread is ending by itself, for which it needs it. False also if the calling thread has to break off first.
 bool TThread::KillAlive(Guard& guard) {
   while (IsAlive(GetState())) {
     state_.exchange(stopping);
-    if (imp_->Kill()) return true;
-    AwaitEnd(guard, waitForever);
+    switch (imp_->Kill()) {
+      case CThread_Imp::KillResult::killed:
+        return true;
+      case CThread_Imp::KillResult::endsItself:
+        AwaitEnd(guard, waitForever);
+        break;
+      case CThread_Imp::KillResult::givenUp:
+        return false;
+    }
   }
   return false;
 }
@@ -160,7 +162,7 @@ void TThread::Kill(std::uint32_t code) {
   const bool destroys = autoDestroy_.load() != 0;
   guard.Leave();
   if (destroys) Destroy(self != nullptr);
-  if (self != nullptr) self->BreakOffCurrent();  // on the thread's own reference
+  if (self != nullptr) self->Exit();  // on the thread's own reference
 }
 
 void TThread::Destroy(bool isSelf) {
@@ -188,6 +190,13 @@ bool TThread::AwaitEnd(Guard& guard, std::uint32_t milliseconds) {
   ++waiters_;
   CThread_Imp* const imp = imp_;
   guard.Leave();
+  IMPL::CKillUndo undo(
+      [](void* self) noexcept {
+        auto* const object = static_cast<TThread*>(self);
+        Guard undoGuard(object->lock_);
+        object->LeaveWait();
+      },
+      this);
   bool isEnded = false;
   std::exception_ptr failure;
   try {
@@ -196,9 +205,13 @@ bool TThread::AwaitEnd(Guard& guard, std::uint32_t milliseconds) {
     failure = std::current_exception();
   }
   guard.Enter();
-  if (--waiters_ == 0 && !IsAlive(GetState())) ReleaseImp();
+  LeaveWait();
   if (failure) std::rethrow_exception(failure);
   return isEnded;
+}
+
+void TThread::LeaveWait() noexcept {
+  if (--waiters_ == 0 && !IsAlive(GetState())) ReleaseImp();
 }
 
 void TThread::ReleaseImp() noexcept {
@@ -250,8 +263,21 @@ void TThread::Finish(std::uint32_t code) {
   delete this;
 }
 
+std::int32_t TThread::ExitCurrent() noexcept {
+  constexpr std::int32_t notOurs = -32;
+  if (CThread_Imp* const self = CThread_Imp::Current()) self->Exit();
+  IMPL::CleanUpThread();
+  return notOurs;
+}
+
 void TThread::Sleep(std::uint32_t milliseconds) noexcept {
-  timespec rest{static_cast<time_t>(milliseconds / 1000), static_cast<long>(milliseconds % 1000) * 1'000'000};
+  Sleep(CTimeSpan(std::int64_t{milliseconds} * 1000));
+}
+
+void TThread::Sleep(CTimeSpan span) noexcept {
+  const std::int64_t microseconds = std::max<std::int64_t>(span.GetValue(), 0);
+  timespec rest{static_cast<time_t>(microseconds / 1'000'000),
+                static_cast<long>(microseconds % 1'000'000) * 1000};
   while (::nanosleep(&rest, &rest) != 0 && errno == EINTR) {
   }
 }

@@ -1,19 +1,22 @@
 #include "thread/thread_imp.h"
 
 #include <signal.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <system_error>
 
-#include <qorv/thread.h>
+#include <qorv/log.h>
 
 #include "error/message.h"
 #include "misc/posix/platform.h"
+#include "thread/thread_exit.h"
 
 namespace Qorv {
 namespace {
 
 using IMPL::CMessage;
+using SystemGuard = IMPL::CSafeScopeLock<CMutex>;
 
 thread_local CThread_Imp* current = nullptr;
 
@@ -97,6 +100,31 @@ class CAttributes {
 
 }  // namespace
 
+namespace IMPL {
+
+constexpr const char* channel = "util.trd.imp";
+
+void CleanUpThread() noexcept {
+  try {
+    ReleaseThreadData();
+  } catch (const qvExp& failure) {
+    CLog::GError(channel, "error occured while doing clear\n@ %s", failure.GetMessage().data());
+  } catch (...) {
+    CLog::GError(channel, "error occured while doing clear\n@ unknown system error");
+  }
+}
+
+void EndProcess() noexcept {
+  CLog::GFlush();
+  ::_exit(-1);
+}
+
+}  // namespace IMPL
+
+CThread_Imp* CThread_Imp::Current() noexcept {
+  return current;
+}
+
 void CThread_Imp::Release() noexcept {
   if (references_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
 }
@@ -131,27 +159,51 @@ void CThread_Imp::InstallKillSignal() {
 // another phase.
 void CThread_Imp::OnKillSignal(int) noexcept {
   CThread_Imp* const self = current;
-  if (self != nullptr && self->Move(Phase::killing, Phase::broken)) ::siglongjmp(self->escape_, 1);
+  if (self == nullptr || self->phase_.load() != Phase::killing) return;
+  if (IMPL::killState.holds.load(std::memory_order_relaxed) != 0) {
+    IMPL::killState.isDue.store(true, std::memory_order_relaxed);
+  } else if (self->AcceptKill()) {
+    self->Escape();
+  }
 }
 
 // The object outlives this as long as nobody has raised the event or noted an end in the state: its destructor
 // waits for one of them. So nothing of it is touched after a break, nor behind Live.
+//
+// The clean-up is left to threads that end or exit by themselves. One that was broken off may have been in the
+// middle of the very data that it would free, or inside the allocator.
 void* CThread_Imp::ThreadMain(void* argument) noexcept {
   auto* const thread = static_cast<TThread*>(argument);
-  CThread_Imp* const imp = thread->imp_;
-  current = imp;
+  CThread_Imp* const imp = thread != nullptr ? thread->imp_ : nullptr;
+  if (imp == nullptr) {
+    CLog::GFatal(IMPL::channel, "invalid thread handle, program aborted");
+    IMPL::EndProcess();
+  }
+  imp->TellId();
   sigset_t killSignal;
   ::sigemptyset(&killSignal);
   ::sigaddset(&killSignal, IMPL::platform::KillSignal());
   ::pthread_sigmask(SIG_UNBLOCK, &killSignal, nullptr);
-  if (sigsetjmp(imp->escape_, 1) != 0) {
-    imp->EndAsBroken();
-  } else if (!imp->WaitForStart() || !thread->Live(*imp)) {
-    imp->EndAsBroken();
+  volatile bool hasEnded = false;
+  if (sigsetjmp(imp->escape_, 1) == 0) {
+    current =
+        imp;  // until here there was no way to escape, so the kill signal found no thread of the library
+    hasEnded = imp->WaitForStart() && thread->Live(*imp);
   }
+  if (hasEnded) IMPL::CleanUpThread();
+  {
+    SystemGuard guard(imp->systemLock_);
+    imp->isGone_ = true;  // as of now for whoever learns of the end
+  }
+  if (!hasEnded) imp->RaiseEnd();
   current = nullptr;
   imp->Release();
   return nullptr;
+}
+
+void CThread_Imp::TellId() noexcept {
+  id_.store(IMPL::CurrentThreadId());
+  id_.notify_all();
 }
 
 // False if a kill came first.
@@ -162,35 +214,37 @@ bool CThread_Imp::WaitForStart() {
     start_.reset();
     return true;
   }
-  Move(Phase::killing, Phase::broken);
+  AcceptKill();
   return false;
 }
 
-// The killer may still be using the handle, which is good only as long as this thread exists. The event is
-// this thread's to touch until it gives up its reference, whoever has learnt from it by then.
-void CThread_Imp::EndAsBroken() {
-  killSent_.P();
-  ended_.RaiseEvent();
-}
-
-bool CThread_Imp::Kill() {
+CThread_Imp::KillResult CThread_Imp::Kill() {
   if (Move(Phase::starting, Phase::killing)) {
     start_->V(1);
-    killSent_.V(1);
   } else if (Move(Phase::running, Phase::killing)) {
     SendKill();
-    killSent_.V(1);
-  } else if (phase_.load() == Phase::ending) {
-    return false;
   }
-  WaitForEnd(waitForever);
-  return true;
+  for (;;) {
+    if (phase_.load() == Phase::ending) return KillResult::endsItself;
+    if (WaitForEnd(1)) return KillResult::killed;
+    // Two that kill each other must not both wait.
+    if (IMPL::IsKillDue()) return KillResult::givenUp;
+    if (phase_.load() == Phase::killing) Signal();
+  }
 }
 
-// The thread cannot be gone: it either obeys, or finds at the end of Run that it is to break off, and both
-// wait for killSent_. For the same reason a failed kill can be taken back, unless it has been obeyed already.
-void CThread_Imp::SendKill() {
+// ESRCH if the thread is gone.
+int CThread_Imp::Signal() {
+  SystemGuard guard(systemLock_);
+  if (isGone_) return ESRCH;
   const int error = ::pthread_kill(handle_, IMPL::platform::KillSignal());
+  if (error == 0 && nudge_ != nullptr) nudge_->Call();
+  return error;
+}
+
+// A failed kill can be taken back, unless it has been obeyed already.
+void CThread_Imp::SendKill() {
+  const int error = Signal();
   if (error == 0) return;
   if (error == ESRCH) return ended_.RaiseEvent();
   if (!Move(Phase::killing, Phase::running)) return;
@@ -208,22 +262,35 @@ bool CThread_Imp::WaitForEnd(std::uint32_t milliseconds) {
   return true;
 }
 
-bool CThread_Imp::IsCurrent() const noexcept {
-  return current == this;
+std::uint64_t CThread_Imp::GetId() const noexcept {
+  id_.wait(0);
+  return id_.load();
 }
 
 // A killer that takes its failed kill back may come between the two swaps.
 bool CThread_Imp::BeginEnding() noexcept {
   for (;;) {
     if (Move(Phase::running, Phase::ending)) return true;
-    if (Move(Phase::killing, Phase::broken)) return false;
+    if (AcceptKill()) return false;
   }
 }
 
-void CThread_Imp::BreakOffCurrent() {
-  if (!Move(Phase::running, Phase::broken)) Move(Phase::ending, Phase::broken);
-  killSent_.V(1);  // there is no other killer
+// Nobody breaks the thread off in the middle of the clean-up.
+void CThread_Imp::Exit() noexcept {
+  phase_.store(Phase::broken);
+  IMPL::CleanUpThread();
+  Escape();
+}
+
+void CThread_Imp::Escape() noexcept {
+  IMPL::killState.holds.store(0, std::memory_order_relaxed);
+  IMPL::killState.undo = nullptr;
   ::siglongjmp(escape_, 1);
+}
+
+void CThread_Imp::SetNudge(const IMPL::CKillNudge* nudge) {
+  SystemGuard guard(systemLock_);
+  nudge_ = nudge;
 }
 
 }  // namespace Qorv

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <type_traits>
 
+#include <qorv/detail/kill_hold.h>
+#include <qorv/detail/lasting.h>
 #include <qorv/sync.h>
 #include <qorv/time.h>
 
@@ -26,8 +28,13 @@ std::uint64_t ToMilliseconds(std::uint64_t ticks) noexcept {
   return static_cast<std::uint64_t>(static_cast<double>(ticks) * (1000.0 / static_cast<double>(perSecond)));
 }
 
-constinit FASTKSV_PCLOCK countLock;
-constinit IMPL::CWidenedCount<Ticks> count QORV_GUARDED_BY(countLock);
+using Lock = IMPL::CFastLock<IMPL::CFixedSpin<500>>;
+
+struct WIDECOUNT {
+  Lock lock;
+  IMPL::CWidenedCount<Ticks> count QORV_GUARDED_BY(lock);
+};
+constinit IMPL::CLasting<WIDECOUNT> state;
 
 }  // namespace
 
@@ -36,9 +43,10 @@ std::uint64_t GetTickCount() noexcept {
 }
 
 std::uint64_t GetTickCount64() {
-  CScopeLock<FASTKSV_PCLOCK> guard(countLock);
+  WIDECOUNT& wide = state.object;
+  IMPL::CSafeScopeLock<Lock> guard(wide.lock);
   // Read inside the lock: an older value behind a newer one would count as a wrap.
-  return ToMilliseconds(count.Advance(RawTicks()));
+  return ToMilliseconds(wide.count.Advance(RawTicks()));
 }
 
 }  // namespace Qorv

@@ -13,6 +13,7 @@
 #define QORV_GUARDED_BY(lock) QORV_THREAD_ATTRIBUTE(guarded_by(lock))
 #define QORV_REQUIRES(...) QORV_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))
 #define QORV_ACQUIRE(...) QORV_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
+#define QORV_TRY_ACQUIRE(...) QORV_THREAD_ATTRIBUTE(try_acquire_capability(__VA_ARGS__))
 #define QORV_RELEASE(...) QORV_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
 #define QORV_RETURN_CAPABILITY(lock) QORV_THREAD_ATTRIBUTE(lock_returned(lock))
 #define QORV_NO_THREAD_SAFETY_ANALYSIS QORV_THREAD_ATTRIBUTE(no_thread_safety_analysis)

@@ -1,5 +1,6 @@
 #include <sys/param.h>
 // The header above is the one that the next ones build on.
+#include <sys/cpuset.h>
 #include <sys/disk.h>
 #include <sys/ioctl.h>
 #include <sys/mount.h>
@@ -12,6 +13,7 @@
 #include <pthread_np.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <string_view>
 
 #include "misc/posix/platform.h"
@@ -37,6 +39,26 @@ unsigned ProcessorCount() noexcept {
   if (configured > 0) return static_cast<unsigned>(configured);
   int count = 0;
   return AskSystem(CTL_HW, HW_NCPU, &count) && count > 0 ? static_cast<unsigned>(count) : 1;
+}
+
+unsigned OnlineProcessorCount() noexcept {
+  const long count = ::sysconf(_SC_NPROCESSORS_ONLN);
+  return count != -1 ? static_cast<unsigned>(count) : ProcessorCount();
+}
+
+int ProcessAffinity(std::span<std::uint64_t, 16> words) noexcept {
+  // The system's own set may be larger or smaller than 1024; it says ERANGE where its processors do not fit.
+  cpuset_t set;
+  CPU_ZERO(&set);
+  const auto ask = [&] {
+    return ::cpuset_getaffinity(CPU_LEVEL_WHICH, CPU_WHICH_PID, -1, sizeof(set), &set);
+  };
+  if (RetryOnEintr(ask) < 0) return errno == ERANGE ? EINVAL : errno;
+  std::ranges::fill(words, std::uint64_t{0});
+  for (int i = 0; i < CPU_SETSIZE && i < 1024; ++i) {
+    if (CPU_ISSET(i, &set)) words[static_cast<std::size_t>(i) / 64] |= std::uint64_t{1} << i % 64;
+  }
+  return 0;
 }
 
 int DeviceSectorSize(int descriptor, std::uint32_t* sectorSize) noexcept {

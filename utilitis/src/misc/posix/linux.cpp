@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <linux/fs.h>
+#include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -7,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstring>
 
 #include "misc/posix/linux_files.h"
 #include "misc/posix/platform.h"
@@ -20,6 +22,19 @@ std::uint64_t ThreadId() noexcept {
 unsigned ProcessorCount() noexcept {
   const long count = ::sysconf(_SC_NPROCESSORS_CONF);
   return count > 0 ? static_cast<unsigned>(count) : 1;
+}
+
+unsigned OnlineProcessorCount() noexcept {
+  const long count = ::sysconf(_SC_NPROCESSORS_ONLN);
+  return count != -1 ? static_cast<unsigned>(count) : ProcessorCount();
+}
+
+int ProcessAffinity(std::span<std::uint64_t, 16> words) noexcept {
+  cpu_set_t set;
+  static_assert(sizeof(set) == words.size_bytes());
+  if (RetryOnEintr([&] { return ::sched_getaffinity(::getpid(), sizeof(set), &set); }) < 0) return errno;
+  std::memcpy(words.data(), &set, sizeof(set));
+  return 0;
 }
 
 int DeviceSectorSize(int descriptor, std::uint32_t* sectorSize) noexcept {

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <span>
 #include <string_view>
 
 namespace Qorv::IMPL {
@@ -27,6 +28,13 @@ std::uint64_t ThreadId() noexcept;
 
 /// Number of processors that the machine is configured with; 1 if that cannot be had.
 unsigned ProcessorCount() noexcept;
+
+/// Number of processors online; where that cannot be had, as ProcessorCount.
+unsigned OnlineProcessorCount() noexcept;
+
+/// The processors that the process may run on: bit n % 64 of word n / 64 stands for processor n. Returns 0 or an errno;
+/// EINVAL where the machine may have more than 1024.
+int ProcessAffinity(std::span<std::uint64_t, 16> words) noexcept;
 
 /// The signal by which TThread::Kill ends a thread: 66 on the system where the numbers were chosen.
 int KillSignal() noexcept;

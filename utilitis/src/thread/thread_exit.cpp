@@ -1,0 +1,12 @@
+#include "thread/thread_exit.h"
+
+#include "string/thread_data.h"
+
+namespace Qorv::IMPL {
+
+void ReleaseThreadData() {
+  ReleaseStringData<char>();
+  ReleaseStringData<wchar_t>();
+}
+
+}  // namespace Qorv::IMPL
