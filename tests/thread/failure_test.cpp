@@ -26,6 +26,8 @@ std::atomic<bool> makingWaits{false};
 std::atomic<bool> isMaking{false};
 std::atomic<bool> isKillSent{false};
 std::atomic<bool> isMade{false};
+// The next thread only sets out when a kill has been sent.
+std::atomic<bool> startWaits{false};
 
 }  // namespace
 
@@ -54,6 +56,13 @@ extern "C" int __wrap_pthread_kill(pthread_t t, int number) {
   const int result = __real_pthread_kill(t, number);
   isKillSent = true;
   return result;
+}
+extern "C" int __real_pthread_sigmask(int how, const sigset_t* set, sigset_t* old);
+extern "C" int __wrap_pthread_sigmask(int how, const sigset_t* set, sigset_t* old);
+extern "C" int __wrap_pthread_sigmask(int how, const sigset_t* set, sigset_t* old) {
+  while (startWaits && !isKillSent)
+    std::this_thread::yield();
+  return __real_pthread_sigmask(how, set, old);
 }
 extern "C" int __real_sem_init(sem_t* sem, int shared, unsigned value);
 extern "C" int __wrap_sem_init(sem_t* sem, int shared, unsigned value);
@@ -200,6 +209,17 @@ TEST(KillSignal, ThatIsRefusedLeavesTheThreadToEndByItself) {
   EXPECT_TRUE(probe.Wait(Qorv::waitForever));
   EXPECT_EQ(probe.GetState(), ended);
   EXPECT_EQ(probe.GetExitCode(), 7U);
+}
+
+TEST(KillSignal, ToAThreadThatCannotEscapeYetIsObeyedLater) {
+  CProbe probe(CProbe::ForEver);
+  isKillSent = false;
+  startWaits = true;
+  probe.Create(false, 0);
+  probe.Kill(1);
+  startWaits = false;
+  EXPECT_EQ(probe.GetState(), killed);
+  EXPECT_FALSE(probe.WasRunning());
 }
 
 // Without a Kill in the derived class.

@@ -165,7 +165,8 @@ const QuestionRow questionRows[] = {
 class Question : public testing::TestWithParam<std::tuple<QuestionRow, std::uint32_t>> {};
 
 TEST_P(Question, IsAnsweredInEveryState) {
-  const auto& [row, state] = GetParam();
+  const QuestionRow& row = std::get<0>(GetParam());
+  const std::uint32_t state = std::get<1>(GetParam());
   const std::unique_ptr<CProbe> probe = InState(state);
   std::string answer;
   const std::string failure = FailureOf<threadExp>([&] { answer = row.ask(*probe); });

@@ -180,14 +180,11 @@ void* CThread_Imp::ThreadMain(void* argument) noexcept {
     IMPL::EndProcess();
   }
   imp->TellId();
-  sigset_t killSignal;
-  ::sigemptyset(&killSignal);
-  ::sigaddset(&killSignal, IMPL::platform::KillSignal());
-  ::pthread_sigmask(SIG_UNBLOCK, &killSignal, nullptr);
+  UnblockKillSignal();
   volatile bool hasEnded = false;
   if (sigsetjmp(imp->escape_, 1) == 0) {
-    current =
-        imp;  // until here there was no way to escape, so the kill signal found no thread of the library
+    // Not sooner: a kill signal that finds nothing to escape to must find no thread of the library either.
+    current = imp;
     hasEnded = imp->WaitForStart() && thread->Live(*imp);
   }
   if (hasEnded) IMPL::CleanUpThread();
@@ -199,6 +196,13 @@ void* CThread_Imp::ThreadMain(void* argument) noexcept {
   current = nullptr;
   imp->Release();
   return nullptr;
+}
+
+void CThread_Imp::UnblockKillSignal() noexcept {
+  sigset_t killSignal;
+  ::sigemptyset(&killSignal);
+  ::sigaddset(&killSignal, IMPL::platform::KillSignal());
+  ::pthread_sigmask(SIG_UNBLOCK, &killSignal, nullptr);
 }
 
 void CThread_Imp::TellId() noexcept {

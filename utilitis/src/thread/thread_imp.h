@@ -108,6 +108,7 @@ class CThread_Imp {
   static void* ThreadMain(void* thread) noexcept QORV_NO_THREAD_SAFETY_ANALYSIS;  // its maker holds the lock
   static void OnKillSignal(int) noexcept;
   static void InstallKillSignal();
+  static void UnblockKillSignal() noexcept;
 
   std::atomic<std::uint32_t> references_{1};
   std::atomic<Phase> phase_{Phase::starting};
