@@ -190,7 +190,7 @@ void PlanQueue(const CCmdLineArgs& args, DUMPPARAM& param) {
     return;
   }
   std::uint64_t freePhys = 0;
-  Qorv::GetSysMemInfo(nullptr, &freePhys, nullptr, nullptr);
+  Qorv::CProcess::GetSysMemInfo(nullptr, &freePhys, nullptr, nullptr);
   const std::uint64_t blocks = freePhys / 3 / param.blockSize;
   param.maxBuffer = static_cast<std::uint32_t>(std::min(blocks, defaultMaxBuffer));
   if (param.maxBuffer == 0) {

@@ -179,6 +179,11 @@ inline constexpr std::uint32_t unlock = 5;  ///< mutexExp only
 inline constexpr std::uint32_t signal = 7;  ///< eventExp only
 }  // namespace syncCode
 
+/// Numbers of procExp.
+namespace procCode {
+inline constexpr std::uint32_t general = 0;
+}  // namespace procCode
+
 /// Numbers of tlsExp.
 namespace tlsCode {
 inline constexpr std::uint32_t create = 1;
@@ -203,6 +208,12 @@ namespace timeCode {
 inline constexpr std::uint32_t setSystemTime = 1;
 inline constexpr std::uint32_t invalidMonth = 3;
 }  // namespace timeCode
+
+/// Numbers of logExp.
+namespace logCode {
+inline constexpr std::uint32_t noLogger = 1;
+inline constexpr std::uint32_t invalidLogger = 5;
+}  // namespace logCode
 
 /// Numbers of utilExp itself.
 namespace utilCode {

@@ -66,6 +66,10 @@ class CSysFile {
   /// Writes up to `length` bytes in one system call, repeated only when a signal interrupts it. Returns what
   /// was written, which may be less. Code 9, for a broken pipe 34.
   std::uint64_t Write(const void* buffer, std::uint64_t length);
+  /// Brings what was written to the device. Code 15.
+  void Flush();
+  /// Lets go of the descriptor, which is closed with the last copy. Code 6.
+  void Close();
   /// Moves the position, counted from the start. Code 13.
   void SeekBegin(const std::int64_t& position);
   /// The size, found by a seek to the end, so it serves devices as well; the position stays. Code 17.

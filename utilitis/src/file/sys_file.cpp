@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <system_error>
+#include <utility>
 
 #include <qorv/file.h>
 
@@ -40,6 +41,13 @@ constexpr IMPL::ErrnoText writeTexts[] = {
     {ERANGE, "the transfer request size was outside the range supported by the streams file"},
     {EAGAIN, "the thread would be delayed in non block mode"},
     {ENOBUFS, "insufficient resources were available in the system to perform the operation"},
+};
+
+constexpr IMPL::ErrnoText flushTexts[] = {
+    {EBADF, "invalid file descriptor"},
+    {EIO, "io error occurred to the file system"},
+    {EINVAL, "the file is not support this operation"},
+    {EFBIG, "size too big"},
 };
 
 constexpr IMPL::ErrnoText seekTexts[] = {
@@ -116,6 +124,24 @@ std::uint64_t CSysFile::Write(const void* buffer, std::uint64_t length) {
         .Throw<sysfileExp>(error == EPIPE ? fileCode::brokenPipe : fileCode::write);
   }
   return static_cast<std::uint64_t>(count);
+}
+
+void CSysFile::Flush() {
+  if (RetryOnEintr([this] { return ::fsync(Handle()); }) >= 0) return;
+  const int error = errno;
+  CMessage("CSysFile::Flush - failed flush the file\n")
+      .Field("  file path  = ", path_)
+      .Errno("  error code = ", "  error desc = ", error, flushTexts)
+      .Throw<sysfileExp>(fileCode::flush);
+}
+
+// A descriptor that is borrowed stays as it is.
+void CSysFile::Close() {
+  path_.clear();
+  Counter* const counter = std::exchange(counter_, nullptr);
+  if (counter == nullptr || counter->fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+  delete counter;
+  __Close(std::exchange(descriptor_, -1));
 }
 
 std::int64_t CSysFile::PosixSeekFile(std::int64_t descriptor, std::int64_t offset, int whence) {

@@ -18,8 +18,8 @@ std::uint64_t CountedPhys() noexcept {
 
 }  // namespace
 
-void GetSysMemInfo(std::uint64_t* totalPhys, std::uint64_t* freePhys, std::uint64_t* totalVirt,
-                   std::uint64_t* freeVirt) noexcept {
+void CProcess::GetSysMemInfo(std::uint64_t* totalPhys, std::uint64_t* freePhys, std::uint64_t* totalVirt,
+                             std::uint64_t* freeVirt) noexcept {
   if (totalPhys == nullptr && freePhys == nullptr && totalVirt == nullptr && freeVirt == nullptr) return;
   const auto info = IMPL::platform::MemoryInfo();
   if (totalPhys != nullptr) *totalPhys = info.totalPhys != unknown ? info.totalPhys : CountedPhys();

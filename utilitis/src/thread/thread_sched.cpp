@@ -5,6 +5,7 @@
 
 #include "error/message.h"
 #include "misc/posix/platform.h"
+#include "thread/system_priority.h"
 #include "thread/thread_imp.h"
 
 namespace Qorv {
@@ -55,15 +56,6 @@ struct PRIORITIES {
   int max;
 };
 
-int PriorityOf(std::int32_t policy, std::uint32_t level) {
-  const PRIORITIES range(policy);
-  if (!range.IsKnown()) return 0;
-  if (level == threadPriority::realtime) return range.max;
-  // A level that there is not gives a priority that there is not; the system refuses it.
-  return static_cast<int>(static_cast<std::uint32_t>(range.min) +
-                          static_cast<std::uint32_t>(range.Step()) * level);
-}
-
 // Compares with the steps alone, without the least priority: so a level that was set may read one higher.
 std::uint32_t LevelOf(std::int32_t policy, int priority) {
   const PRIORITIES range(policy);
@@ -77,10 +69,19 @@ std::uint32_t LevelOf(std::int32_t policy, int priority) {
 
 }  // namespace
 
+int IMPL::SystemPriority(std::int32_t policy, std::uint32_t level) {
+  const PRIORITIES range(policy);
+  if (!range.IsKnown()) return 0;
+  if (level == threadPriority::realtime) return range.max;
+  // A level that there is not gives a priority that there is not; the system refuses it.
+  return static_cast<int>(static_cast<std::uint32_t>(range.min) +
+                          static_cast<std::uint32_t>(range.Step()) * level);
+}
+
 void CThread_Imp::_SetThreadShcdParam(pthread_t handle, const std::int32_t* policy,
                                       const std::uint32_t* level) {
   sched_param parameters{};
-  parameters.sched_priority = PriorityOf(*policy, *level);
+  parameters.sched_priority = IMPL::SystemPriority(*policy, *level);
   CheckSet(::pthread_setschedparam(handle, *policy, &parameters), *policy);
 }
 

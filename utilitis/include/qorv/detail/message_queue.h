@@ -18,7 +18,7 @@ namespace Qorv {
 /// share their payload by count this moves no payload. The lock is held only for that one copy, and no other
 /// lock is taken inside it.
 ///
-/// `Container` needs push_back, front, pop_front. Failures are those of CSem, std::bad_alloc, and what
+/// `Container` needs push_back, front, pop_front, size, empty. Failures are those of CSem, std::bad_alloc, and what
 /// copying an item throws; an item that could not be copied in is not in the queue, and one that could not be
 /// moved out is still its first.
 template <class Item, class Lock, class Container>
@@ -31,29 +31,36 @@ class CMessageQueue {
   CMessageQueue& operator=(const CMessageQueue&) = delete;
   virtual ~CMessageQueue() noexcept(false) = default;
 
-  void Push(const Item& item) { Emplace(item); }
-  void Push(Item&& item) { Emplace(std::move(item)); }
+  /// The number of items in the queue right after this one came in.
+  std::uint64_t Push(const Item& item) { return Emplace(item); }
+  std::uint64_t Push(Item&& item) { return Emplace(std::move(item)); }
 
-  void Pop(Item& item) {
+  /// The number of items in the queue right after this one was taken out.
+  std::uint64_t Pop(Item& item) {
     IMPL::CKillHold hold;
     AwaitItem();
     hold.Secure();
-    CLater releasePlace(*this, &CMessageQueue::ReleasePlace);
+    CLater finish(*this, &CMessageQueue::CountItem);  // if it stays the first of the queue
     IMPL::CSafeScopeLock<Lock> guard(lock_);
-    try {
-      item = std::move(container_.front());
-    } catch (...) {
-      items_.V(1);  // it stays the first of the queue
-      throw;
-    }
+    item = std::move(container_.front());
     container_.pop_front();
-    releasePlace.Arm();
+    finish.Become(&CMessageQueue::ReleasePlace);
+    return container_.size();
+  }
+
+  bool IsEmpty() {
+    IMPL::CSafeScopeLock<Lock> guard(lock_);
+    return container_.empty();
   }
 
   std::uint32_t GetCapacity() const noexcept { return capacity_; }
 
+ protected:
+  /// For what a lock has to be told when the queue is made.
+  Lock& QueueLock() noexcept QORV_RETURN_CAPABILITY(lock_) { return lock_; }
+
  private:
-  // A step to take, once it is armed, when the lock has been left, also by an exception.
+  // A step to take when the lock has been left, or could not be entered.
   class CLater {
    public:
     using Step = void (CMessageQueue::*)();
@@ -61,34 +68,25 @@ class CMessageQueue {
     CLater(const CLater&) = delete;
     CLater& operator=(const CLater&) = delete;
     ~CLater() noexcept(false) {
-      if (isArmed_) IMPL::DropWhileUnwinding([this] { (queue_.*step_)(); });
+      IMPL::DropWhileUnwinding([this] { (queue_.*step_)(); });
     }
-    void Arm(Step step) noexcept {
-      step_ = step;
-      Arm();
-    }
-    void Arm() noexcept { isArmed_ = true; }
+    void Become(Step step) noexcept { step_ = step; }
 
    private:
     CMessageQueue& queue_;
     Step step_;
-    bool isArmed_ = false;
   };
 
   template <class Source>
-  void Emplace(Source&& item) {
+  std::uint64_t Emplace(Source&& item) {
     IMPL::CKillHold hold;
     AwaitPlace();
     hold.Secure();
-    CLater finish(*this, &CMessageQueue::CountItem);
+    CLater finish(*this, &CMessageQueue::ReleasePlace);  // if the item does not get in
     IMPL::CSafeScopeLock<Lock> guard(lock_);
-    try {
-      container_.push_back(std::forward<Source>(item));
-    } catch (...) {
-      finish.Arm(&CMessageQueue::ReleasePlace);
-      throw;
-    }
-    finish.Arm();
+    container_.push_back(std::forward<Source>(item));
+    finish.Become(&CMessageQueue::CountItem);
+    return container_.size();
   }
 
   void CountItem() { items_.V(1); }

@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <pthread_np.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -92,6 +93,20 @@ int DirectAccessFlag() noexcept {
 // The system serves direct reads of any address, position and length.
 bool LeaveDirectAccess(int /*descriptor*/) noexcept {
   return false;
+}
+
+std::uint32_t ProductCode() noexcept {
+  return 0x20000002;
+}
+
+std::int64_t Uptime() noexcept {
+  timespec now{};
+  ::clock_gettime(CLOCK_UPTIME, &now);
+  return std::int64_t{now.tv_sec} * 1'000'000 + now.tv_nsec / 1000;
+}
+
+const char* CommandLineFile() noexcept {
+  return "/proc/curproc/cmdline";
 }
 
 MEMINFO MemoryInfo() noexcept {

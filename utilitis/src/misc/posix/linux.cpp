@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/sysmacros.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -66,6 +67,20 @@ bool LeaveDirectAccess(int descriptor) noexcept {
   const int flags = RetryOnEintr([&] { return ::fcntl(descriptor, F_GETFL); });
   if (flags < 0 || (flags & O_DIRECT) == 0) return false;
   return RetryOnEintr([&] { return ::fcntl(descriptor, F_SETFL, flags & ~O_DIRECT); }) == 0;
+}
+
+std::uint32_t ProductCode() noexcept {
+  return 0x20000001;
+}
+
+std::int64_t Uptime() noexcept {
+  timespec now{};
+  ::clock_gettime(CLOCK_BOOTTIME, &now);
+  return std::int64_t{now.tv_sec} * 1'000'000 + now.tv_nsec / 1000;
+}
+
+const char* CommandLineFile() noexcept {
+  return "/proc/self/cmdline";
 }
 
 MEMINFO MemoryInfo() noexcept {

@@ -39,8 +39,17 @@ int ProcessAffinity(std::span<std::uint64_t, 16> words) noexcept;
 /// The signal by which TThread::Kill ends a thread: 66 on the system where the numbers were chosen.
 int KillSignal() noexcept;
 
-/// The symbolic name of a signal, "SIGSEGV" and so on; empty for a number without one.
-std::string_view SignalName(int number) noexcept;
+/// The signal that the fatal handler blocks: 65 on the system where the numbers were chosen.
+int BlockedSignal() noexcept;
+
+/// Code of the system's product, as PLATFORMINFO has it.
+std::uint32_t ProductCode() noexcept;
+
+/// Microseconds since the system's start; 0 if that cannot be had.
+std::int64_t Uptime() noexcept;
+
+/// Path of the file that holds the process's arguments, each with a zero behind it.
+const char* CommandLineFile() noexcept;
 
 /// Sector size in bytes of the device behind `descriptor`. Returns 0 or an errno.
 int DeviceSectorSize(int descriptor, std::uint32_t* sectorSize) noexcept;
