@@ -15,6 +15,7 @@
 #include <new>
 
 #include <qorv/error.h>
+#include <qorv/fatal_handler.h>
 #include <qorv/file.h>
 #include <qorv/log.h>
 #include <qorv/misc.h>
@@ -24,7 +25,9 @@
 
 #include "cmd_line.h"
 #include "console_line.h"
+#include "duty_cycle.h"
 #include "plan.h"
+#include "set_up.h"
 #include "usage.h"
 
 using namespace Qorv::literals;
@@ -43,6 +46,17 @@ double RateOf(std::int64_t part, std::int64_t whole) {
 
 std::int64_t TickMicroseconds() {
   return static_cast<std::int64_t>(Qorv::GetTickCount64()) * 1000;
+}
+
+// Of the plain count, by which rests are timed.
+std::int64_t PlainTickMicroseconds() {
+  return static_cast<std::int64_t>(Qorv::GetTickCount()) * 1000;
+}
+
+stringEx TimeStamp() {
+  stringEx text;
+  Qorv::CTime::Now().Format(text, "%Y-%M-%d %H:%T:%S UTC%Z"_sv);
+  return text;
 }
 
 // Positions end where their numbers end.
@@ -260,6 +274,8 @@ class CReader final : public Qorv::TThread, private DUMPPARAM {
   std::uint32_t Run() override;
   bool OnUncaught() override;
 
+  bool Work(bool& isBlockPass);
+  void Rest(CDutyCycle& cycle);
   bool ReadBlock();
   bool SkipBlock(const Qorv::sysfileExp& failure);
   void MedPass(std::int64_t start);
@@ -318,21 +334,44 @@ CReader::~CReader() noexcept(false) {
 std::uint32_t CReader::Run() {
   CLog::GDebug("trd.reader", "begin of reading worker thread, tid=%u",
                static_cast<unsigned>(CurrentThreadId()));
+  CDutyCycle cycle(coolWorkMinutes, coolRestMinutes, PlainTickMicroseconds());
   bool isBlockPass = true;
   while (!TestStop()) {
-    if (isBlockPass) {
-      isBlockPass = ReadBlock();
-    } else if (!medQueue_.empty()) {
-      MedPass(medQueue_.front());
-      medQueue_.pop_front();
-    } else if (!sectorQueue_.empty()) {
-      SectorPass(sectorQueue_.front());
-      sectorQueue_.pop_front();
+    if (Work(isBlockPass)) {
+      if (cycle.IsEnabled() && cycle.IsWorkOver(PlainTickMicroseconds())) Rest(cycle);
     } else if (writer_.TryStop() || writer_.Wait(500)) {
       break;
     }
   }
   return 0;
+}
+
+// One unit of work. False if there is none left.
+bool CReader::Work(bool& isBlockPass) {
+  if (isBlockPass) {
+    isBlockPass = ReadBlock();
+  } else if (!medQueue_.empty()) {
+    MedPass(medQueue_.front());
+    medQueue_.pop_front();
+  } else if (!sectorQueue_.empty()) {
+    SectorPass(sectorQueue_.front());
+    sectorQueue_.pop_front();
+  } else {
+    return false;
+  }
+  return true;
+}
+
+// Leaves the drive alone. The writer goes on meanwhile.
+void CReader::Rest(CDutyCycle& cycle) {
+  CLog::GInfo("trd.reader"_sv, "cooling down"_sv);
+  ReportToConsole("## [INFO]: cooling down - "_sv, TimeStamp());
+  do {
+    if (TestStop()) return;
+    Sleep(500);
+  } while (!cycle.IsRestOver(PlainTickMicroseconds()));
+  CLog::GInfo("trd.reader"_sv, "return to work"_sv);
+  ReportToConsole("## [INFO]: return to work - "_sv, TimeStamp());
 }
 
 bool CReader::OnUncaught() {
@@ -582,6 +621,9 @@ int HandleCommand(int argc, char** argv) {
     ShowUsage(std::cout);
     return 0;
   }
+  SetupLogging(args);
+  LogStart(args);
+  SetupPriority(args);
   const DUMPPARAM param = MakePlan(args);
   const stringEx summary = MakeSummary(param);
   if (!Confirm(summary)) return 0;
