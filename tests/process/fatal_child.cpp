@@ -33,7 +33,7 @@ void Send(int number, int code) {
   ::syscall(SYS_rt_tgsigqueueinfo, ::getpid(), ::gettid(), number, &info);
 }
 
-[[gnu::noinline, gnu::no_sanitize("undefined")]] int Divide(volatile int* by) {
+__attribute__((noinline, no_sanitize("undefined"))) int Divide(volatile int* by) {
   return 12345 / *by;
 }
 
