@@ -55,7 +55,7 @@ const FailureRow failures[] = {
     {"OpenMissingDirect", [](Scene& s) { s.Open(s.Path("none"), O_RDONLY, 0, 0, 1); },
      "4: CSysFile/PosixOpenFile - failed open specified file\n  file path  = {}/none\n  error code = 2\n"
      "  error desc = file dose not exists or can't be created"},
-    {"OpenRawNothing", [](Scene& s) { s.file.OpenRaw({}, O_RDONLY, 0, 0, 0, 0); },
+    {"OpenRawNothing", [](Scene& s) { s.file.OpenRaw(Qorv::stringEx(), O_RDONLY, 0, 0, 0, 0); },
      "4: CSysFile/PosixOpenFile - failed open specified file\n  file path  = \n  error code = 2\n"
      "  error desc = file dose not exists or can't be created"},
     {"CreateExisting", [](Scene& s) { s.Open(s.Make("there", ""), O_WRONLY, O_CREAT | O_EXCL); },

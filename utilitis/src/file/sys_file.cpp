@@ -1,6 +1,7 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <memory>
 #include <system_error>
 #include <utility>
 
@@ -50,11 +51,9 @@ constexpr IMPL::ErrnoText flushTexts[] = {
     {EFBIG, "size too big"},
 };
 
-constexpr IMPL::ErrnoText seekTexts[] = {
-    {EINVAL, "invalide argument, or the resulting file offset would be negative for the file"},
-    {EOVERFLOW, "the new file offset is too big"},
-    {ESPIPE, "the fildes argument is associated with a pipe, fifo, or socket"},
+constexpr IMPL::ErrnoText duplicateTexts[] = {
     {EBADF, "invalid file descriptor"},
+    {EMFILE, "the number of file descriptors in use by this process would exceed"},
 };
 
 constexpr IMPL::ErrnoText closeTexts[] = {
@@ -76,9 +75,7 @@ CSysFile& CSysFile::operator=(const CSysFile& other) {
 }
 
 CSysFile::~CSysFile() noexcept(false) {
-  if (counter_ == nullptr || counter_->fetch_sub(1, std::memory_order_acq_rel) != 1) return;
-  delete counter_;
-  __Close(descriptor_);
+  Release();
 }
 
 void CSysFile::Swap(CSysFile& other) noexcept {
@@ -135,49 +132,42 @@ void CSysFile::Flush() {
       .Throw<sysfileExp>(fileCode::flush);
 }
 
-// A descriptor that is borrowed stays as it is.
-void CSysFile::Close() {
-  path_.clear();
+// Closed from here on, whatever the system says of the descriptor.
+void CSysFile::Release() {
+  const std::int64_t descriptor = std::exchange(descriptor_, -1);
   Counter* const counter = std::exchange(counter_, nullptr);
   if (counter == nullptr || counter->fetch_sub(1, std::memory_order_acq_rel) != 1) return;
   delete counter;
-  __Close(std::exchange(descriptor_, -1));
+  __Close(descriptor);
 }
 
-std::int64_t CSysFile::PosixSeekFile(std::int64_t descriptor, std::int64_t offset, int whence) {
-  const off_t position = ::lseek(static_cast<int>(descriptor), offset, whence);
-  if (position < 0) {
+void CSysFile::Close() {
+  path_.clear();
+  Release();
+}
+
+CSysFile CSysFile::Duplicate(const CSysFile& source) {
+  auto counter = std::make_unique<Counter>(1);
+  CSysFile copy;
+  copy.path_ = source.path_;
+  copy.descriptor_ = RetryOnEintr([&] { return ::dup(source.Handle()); });
+  if (copy.descriptor_ < 0) {
     const int error = errno;
-    CMessage("CSysFile/PosixSeekFile - error seek file pointer\n")
-        .Errno("  sys error  = ", "  error desc = ", error, seekTexts)
-        .Throw<sysfileExp>(fileCode::seek);
+    CMessage("CSysFile::Duplicate - failed duplicate file descriptor\n")
+        .Field("  file path  = ", source.path_)
+        .Errno("  error code = ", "  error desc = ", error, duplicateTexts)
+        .Throw<sysfileExp>(fileCode::duplicate);
   }
-  return position;
+  copy.counter_ = counter.release();
+  return copy;
 }
 
-void CSysFile::SeekBegin(const std::int64_t& position) {
-  try {
-    PosixSeekFile(descriptor_, position, SEEK_SET);
-  } catch (const qvExp& failure) {
-    CMessage("CSysFile::SeekBegin - failed seeking in file\n")
-        .Field("  file path = ", path_)
-        .Inner(failure)
-        .Throw<sysfileExp>(fileCode::seek);
+std::int64_t CSysFile::Disclaim() {
+  if (counter_ == nullptr || counter_->load(std::memory_order_acquire) != 1) {
+    throw sysfileExp(stringEx::view("CSysFile::Disclaim - ownership check failed"), fileCode::disclaim);
   }
-}
-
-std::int64_t CSysFile::GetSize() {
-  try {
-    const std::int64_t position = PosixSeekFile(descriptor_, 0, SEEK_CUR);
-    const std::int64_t size = PosixSeekFile(descriptor_, 0, SEEK_END);
-    PosixSeekFile(descriptor_, position, SEEK_SET);
-    return size;
-  } catch (const qvExp& failure) {
-    CMessage("CSysFile::GetSize - failed retrive file size\n")
-        .Field("  file path = ", path_)
-        .Inner(failure)
-        .Throw<sysfileExp>(fileCode::size);
-  }
+  delete std::exchange(counter_, nullptr);
+  return descriptor_;
 }
 
 void CSysFile::GetStorageInfo(std::uint32_t* sectorSize, std::int64_t* size) {

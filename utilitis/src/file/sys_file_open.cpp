@@ -109,6 +109,43 @@ void CSysFile::Open(const wstringEx& path, int access, int create, std::uint32_t
   Open(IMPL::NarrowForSystem(path), access, create, share, permissions, options);
 }
 
+void CSysFile::Open(std::uint32_t consoleType) {
+  path_.clear();
+  const bool isKnown = consoleType <= STDERR_FILENO;
+  if (isKnown && descriptor_ == consoleType) {
+    // It goes on without an owner.
+    if (Counter* const counter = std::exchange(counter_, nullptr);
+        counter != nullptr && counter->fetch_sub(1, std::memory_order_acq_rel) == 1)
+      delete counter;
+    return;
+  }
+  {
+    CSysFile old;
+    Swap(old);
+    if (isKnown) descriptor_ = consoleType;
+  }
+  if (!isKnown) {
+    stringEx message("CSysFile::Open - unknown console type: ");
+    message.append_int(consoleType);
+    throw sysfileExp(std::move(message), fileCode::open);
+  }
+}
+
+void CSysFile::OpenRaw(const wstringEx& path, int access, int create, std::uint32_t share,
+                       std::uint32_t permissions, std::uint32_t options) {
+  OpenRaw(IMPL::NarrowForSystem(path), access, create, share, permissions, options);
+}
+
+CSysFile CSysFile::ReOpen(const CSysFile& source, int access, std::uint32_t share, std::uint32_t options) {
+  if (source.path_.empty()) {
+    throw sysfileExp(stringEx::view("CSysFile::ReOpen - don't know how to reopen, empty path"),
+                     fileCode::open);
+  }
+  CSysFile fresh;
+  fresh.Open(source.path_, access, 0, share, 0666, options);
+  return fresh;
+}
+
 void CSysFile::OpenRaw(const stringEx& path, int access, int create, std::uint32_t share,
                        std::uint32_t permissions, std::uint32_t options) {
   stringEx own = OwnPath(path);

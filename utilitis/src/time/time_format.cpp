@@ -4,10 +4,15 @@
 
 #include <qorv/time.h>
 
+#include "time/calendar_fields.h"
 #include "time/escape_key.h"
 
 namespace Qorv {
 namespace {
+
+using IMPL::Century;
+using IMPL::DaysSinceMonday;
+using IMPL::Week;
 
 constexpr std::string_view monthNames[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                            "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
@@ -17,21 +22,8 @@ constexpr std::int32_t ShortYear(const CALTIME& time) noexcept {
   return time.year >= 1970 && time.year <= 2038 ? time.year % 100 : time.year;
 }
 
-constexpr std::int32_t Century(const CALTIME& time) noexcept {
-  return time.year / 100 + (time.year > 0 ? 1 : -1);
-}
-
 constexpr std::int32_t HourOf12(const CALTIME& time) noexcept {
   return time.hour % 12 == 0 ? 12 : time.hour % 12;
-}
-
-constexpr std::int32_t DaysSinceMonday(const CALTIME& time) noexcept {
-  return static_cast<std::int32_t>((time.weekday + 6) % 7);
-}
-
-// `start` is the number of days since the week began.
-constexpr std::int32_t Week(const CALTIME& time, std::int32_t start) noexcept {
-  return start < time.dayOfYear ? (time.dayOfYear - start + 6) / 7 : 1;
 }
 
 // Hours and minutes side by side: four digits or more.
