@@ -160,19 +160,15 @@ TEST(Log, StackServesOldestFirst) {
                                   "b 1 x: m", "a 1 x: m", "c 1 x: m", "b 1 x: m", "a 1 x: m"}));
 }
 
-struct ModeRow {
-  const char* name;
-  bool isThreaded;
-};
-
-class Mode : public testing::TestWithParam<ModeRow> {};
+// Whether there is a logging thread.
+class Mode : public testing::TestWithParam<bool> {};
 
 TEST_P(Mode, LoggerThatThrowsAlwaysCostsNobodyElse) {
   LOGGROUND ground;
   const auto bad = MakeHandle<CRecorder>(ground.journal, "bad ");
   bad->onLog = bad->onFlush = [] { throw std::runtime_error("on purpose"); };
   ground.log.SetLoggers({bad, ground.recorder});
-  ground.log.EnableThread(GetParam().isThreaded, 10);
+  ground.log.EnableThread(GetParam(), 10);
   ground.log.Info("c"_sv, "m"_sv);
   ground.log.Fatal("c"_sv, "m"_sv);
   EXPECT_EQ(ground.journal.Get(), (Lines{"1 c: m", "5 c: m", "flush"}));
@@ -183,7 +179,7 @@ TEST_P(Mode, FilterStopsARecordAndItsFlush) {
   const auto filter = MakeHandle<CVeto>(ground.journal);
   ground.log.SetFilter(filter);
   EXPECT_TRUE(ground.log.GetFilter() == Qorv::LogFilterHandle(filter));
-  ground.log.EnableThread(GetParam().isThreaded, 10);
+  ground.log.EnableThread(GetParam(), 10);
   ground.log.Info("c"_sv, "go"_sv);
   ground.log.Info("c"_sv, "stop"_sv);
   ground.log.Info("c"_sv, "go"_sv);
@@ -191,7 +187,7 @@ TEST_P(Mode, FilterStopsARecordAndItsFlush) {
   ground.log.SetFilter({});
   ground.log.Info("c"_sv, "stop"_sv);
   Lines expected{"asked: go", "1 c: go", "asked: stop", "asked: go", "1 c: go"};
-  if (GetParam().isThreaded) expected.insert(expected.end(), {"filter: thread end", "thread end"});
+  if (GetParam()) expected.insert(expected.end(), {"filter: thread end", "thread end"});
   expected.emplace_back("1 c: stop");
   EXPECT_EQ(ground.journal.Get(), expected);
 }
@@ -199,7 +195,7 @@ TEST_P(Mode, FilterStopsARecordAndItsFlush) {
 TEST_P(Mode, FatalThatTheFilterStopsReturns) {
   LOGGROUND ground;
   ground.log.SetFilter(MakeHandle<CVeto>(ground.journal));
-  ground.log.EnableThread(GetParam().isThreaded, 10);
+  ground.log.EnableThread(GetParam(), 10);
   ground.log.Fatal("c"_sv, "stop"_sv);
   EXPECT_EQ(ground.journal.Get()[0], "asked: stop");
 }
@@ -208,7 +204,7 @@ TEST_P(Mode, FatalThatTheFilterStopsReturns) {
 TEST_P(Mode, NoMemoryCostsTheRecordAlone) {
   LOGGROUND ground;
   CGate gate;
-  if (GetParam().isThreaded) {
+  if (GetParam()) {
     ground.recorder->onLog = [&, first = true]() mutable {
       if (std::exchange(first, false)) gate.Pass();
     };
@@ -225,7 +221,7 @@ TEST_P(Mode, NoMemoryCostsTheRecordAlone) {
   }
   for (int i = 0; i < 400; ++i)
     ground.log.Info("c", "late %d", i);
-  if (GetParam().isThreaded) gate.Open();
+  if (GetParam()) gate.Open();
   ground.log.Flush();
   const Lines lines = ground.journal.Get();
   EXPECT_LT(lines.size(), 500U);
@@ -236,8 +232,8 @@ TEST_P(Mode, NoMemoryCostsTheRecordAlone) {
   EXPECT_EQ(lines.back(), "flush");
 }
 
-INSTANTIATE_TEST_SUITE_P(Log, Mode, testing::Values(ModeRow{"Synchronous", false}, ModeRow{"Threaded", true}),
-                         rowName);
+INSTANTIATE_TEST_SUITE_P(Log, Mode, testing::Bool(),
+                         [](const auto& test) { return test.param ? "Threaded" : "Synchronous"; });
 
 class CBadFilter : public Qorv::ILogFilter {
   bool Passes(Qorv::CTime, std::int32_t, const stringEx&, const stringEx&) noexcept override {

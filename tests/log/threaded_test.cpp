@@ -12,7 +12,7 @@
 #include "support/actor.h"
 #include "support/refusal.h"
 
-REFUSABLE_BY_ERRNO(sem_wait, (sem_t * sem), (sem))
+REFUSABLE_BY_ERRNO(sem_trywait, (sem_t * sem), (sem))
 REFUSABLE(pthread_create, (pthread_t * thread, const pthread_attr_t* a, void* (*main)(void*), void* argument),
           (thread, a, main, argument))
 
@@ -250,11 +250,14 @@ TEST(LoggingThread, ThatDiesHoldsNobodyUp) {
   ground.log.EnableThread(true, 2);
   ground.log.Info("c", "0");
   gate.AwaitArrival();
-  Refuse("sem_wait", EINVAL);  // the thread's next wait, behind the record
+  ground.log.Info("c", "1");
+  ground.log.Info("c", "2");
+  CActor caller;
+  caller.StartAndBlock([&] { ground.log.Info("c", "3"); });
+  Refuse("sem_trywait", EINVAL);  // the thread's next look at the queue, behind the record
   gate.Open();
-  while (TestSupport::refusal.left > 0)
-    TThread::SleepTick();
-  for (int i = 1; i < 10; ++i)
+  caller.Finish();
+  for (int i = 4; i < 10; ++i)
     ground.log.Info("c", "%d", i);
   ground.log.Flush();
   EXPECT_TRUE(ground.log.EnableThread(false, 2));

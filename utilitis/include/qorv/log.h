@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include <qorv/detail/handle.h>
@@ -220,6 +221,7 @@ class CLog {
                  std::va_list arguments) noexcept;
   bool Post(std::int32_t level, const stringEx& channel, const stringEx& message) noexcept;
   bool PostText(std::int32_t level, const char* channel, const char* format, std::va_list arguments) noexcept;
+  bool PostShort(std::int32_t level, const char* channel, std::string_view text);
   void Flush(bool awaitsNext) noexcept;
   bool Deliver(CTime time, std::int32_t level, const stringEx& channel, const stringEx& message);
   template <class Step>
@@ -236,7 +238,6 @@ class CLog {
   static void GWriteText(std::int32_t level, const char* channel, const char* format,
                          std::va_list arguments) noexcept;
   static void PostToDefault(std::int32_t level, const stringEx& channel, const stringEx& message) noexcept;
-  static LogHandle TryGetDefault() noexcept;
 
   // The level of the default log, above all others while there is none: a record below it costs a single read.
   static constexpr std::int64_t aboveAll = std::numeric_limits<std::int64_t>::max();
@@ -250,6 +251,10 @@ class CLog {
   std::atomic<bool> hasLoggers_{false};  // for those who do not hold the lock
   LogFilterHandle filter_;
   std::unique_ptr<IMPL::CLoggingThread> thread_ QORV_GUARDED_BY(lock_);  // null: synchronous
+  // Of formatted records before, to be used again.
+  stringEx channel_ QORV_GUARDED_BY(lock_);
+  stringEx messages_[64] QORV_GUARDED_BY(lock_);
+  std::uint32_t nextMessage_ QORV_GUARDED_BY(lock_) = 0;
   mutable FASTKSV_PCLOCK lock_;
 };
 

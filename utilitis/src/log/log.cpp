@@ -1,6 +1,8 @@
 #include <qorv/log.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <iterator>
 #include <optional>
 
 #include <qorv/error.h>
@@ -11,6 +13,16 @@ namespace Qorv {
 namespace {
 
 using Guard = IMPL::CSafeScopeLock<FASTKSV_PCLOCK>;
+
+// The length of the whole text, of which `room` has what fits in; 0 after an error. The format is the callers' own.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+std::uint64_t Print(char* room, std::size_t size, const char* format, std::va_list arguments) noexcept {
+  return static_cast<std::uint64_t>(std::max(std::vsnprintf(room, size, format, arguments), 0));
+}
+#pragma GCC diagnostic pop
+
+constexpr std::uint64_t longestKept = 511;  // characters of a message whose buffer is used again
 
 }  // namespace
 
@@ -41,17 +53,41 @@ void CLog::WriteText(std::int32_t level, const char* channel, const char* format
   if (PostText(level, channel, format, arguments) && level == logLevel::fatal) Flush(false);
 }
 
-// True if the record has been accepted.
+// True if the record has been accepted. A text that cannot be formatted is empty. Most are short; only the others are
+// formatted twice.
 bool CLog::PostText(std::int32_t level, const char* channel, const char* format,
                     std::va_list arguments) noexcept {
   if (!Wants(level)) return false;
+  std::va_list again;
+  va_copy(again, arguments);
+  bool isPosted = false;
   try {
-    stringEx message;
-    message.vformat(messageLimit_, format, arguments);
-    return Post(level, stringEx(channel), message);
+    char room[longestKept + 1];
+    const std::uint64_t length = Print(room, sizeof room, format, arguments);
+    const std::uint64_t wanted = std::min<std::uint64_t>(length, messageLimit_);
+    if (wanted <= longestKept) {
+      isPosted = PostShort(level, channel, {room, wanted});
+    } else {
+      stringEx message;
+      message.vformat(wanted, format, again);
+      isPosted = Post(level, stringEx(channel), message);
+    }
   } catch (...) {
-    return false;
   }
+  va_end(again);
+  return isPosted;
+}
+
+// Takes the buffers of records that have been delivered before. Otherwise one thread would ask for memory all the time,
+// and another give it back.
+bool CLog::PostShort(std::int32_t level, const char* channel, std::string_view text) {
+  if (IMPL::CLoggingThread::ServedLog() == this) return Post(level, stringEx(channel), stringEx(text));
+  Guard guard(lock_);
+  if (channel_ != channel) channel_ = stringEx(channel);
+  stringEx& message = messages_[nextMessage_++ % std::size(messages_)];
+  message.clear();
+  message.append(text);
+  return Post(level, channel_, message);
 }
 
 // True if the record has been accepted. The lock is held while the queue is full: that holds all other callers up as

@@ -29,32 +29,27 @@ CLoggingThread::~CLoggingThread() noexcept(false) {
   next_->RaiseEvent();
 }
 
-// The queue may have been found empty and this record served before the event is looked at: then it is raised for this
-// record already, and stays so.
 void CLoggingThread::Post(LOG_RECORD&& record) {
   if (isDead_) {
     ServeRest();
     Serve(record);
     return;
   }
-  const std::uint64_t size = Push(std::move(record));
-  ++posted_;
-  if (size == 1) {
-    Guard guard(settledLock_);
-    if (settledAt_ != posted_) settled_.ResetEvent();
-  }
+  Push(std::move(record));
+  posted_.store(posted_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
   if (isDead_) ServeRest();  // it died meanwhile
 }
 
-// Waits again after a wake-up that nobody meant.
+// Nothing is posted meanwhile: the caller holds the log's lock.
 std::shared_ptr<CEvent> CLoggingThread::AwaitSettled() {
-  do
+  isAwaited_ = true;
+  for (settled_.ResetEvent(); !IsSettled() && !isDead_; settled_.ResetEvent())
     settled_.WaitEvent();
-  while (!settled_.IsRaised());
-  Guard guard(settledLock_);
+  isAwaited_ = false;
+  if (isDead_) ServeRest();
   if (isDelivered_ || isDead_) return nullptr;
-  isNextAwaited_ = true;
   next_->ResetEvent();
+  isNextAwaited_ = true;
   return next_;
 }
 
@@ -70,11 +65,9 @@ std::uint32_t CLoggingThread::Run() {
   serving = this;
   for (;;) {
     LOG_RECORD record;  // let go of outside the queue's lock
-    const std::uint64_t left = Pop(record);
+    Pop(record);
     if (record.quit) return 0;
-    ++taken_;
-    const bool isDelivered = Serve(record);
-    if (left == 0) Settle(isDelivered);
+    NoteDealt(Serve(record));
   }
 }
 
@@ -92,13 +85,12 @@ bool CLoggingThread::ServeInside(LOG_RECORD&& record) {
   return true;
 }
 
-void CLoggingThread::Settle(bool isDelivered) {
-  Guard guard(settledLock_);
-  if (!IsEmpty()) return;
-  settledAt_ = taken_;
-  isDelivered_ = isDelivered;
-  settled_.RaiseEvent();
-  if (isDelivered && std::exchange(isNextAwaited_, false)) next_->RaiseEvent();
+// Counts first and then looks who waits. Those who wait say so first, and then look at the count.
+void CLoggingThread::NoteDealt(bool isDelivered) {
+  isDelivered_.store(isDelivered, std::memory_order_relaxed);
+  dealt_.fetch_add(1);
+  if (isAwaited_ && IsSettled()) settled_.RaiseEvent();
+  if (isDelivered && isNextAwaited_ && isNextAwaited_.exchange(false)) next_->RaiseEvent();
 }
 
 // Nobody may wait for a thread that is gone.
@@ -117,10 +109,8 @@ void CLoggingThread::ServeRest() noexcept {
     while (!IsEmpty()) {
       LOG_RECORD record;
       Pop(record);
-      ++taken_;
-      Serve(record);
+      NoteDealt(Serve(record));
     }
-    Settle(true);
   } catch (...) {
   }
 }

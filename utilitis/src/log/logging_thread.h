@@ -21,8 +21,9 @@ struct LOG_RECORD {
 
 /// Takes records off a bounded queue and gives them to the loggers of its log.
 ///
-/// Each record has been delivered, or stopped by the filter, before the next is taken. The queue is settled when that
-/// is so for all records posted; it starts so. Should the thread die of a failure, then whoever posts serves the loggers.
+/// Each record has been delivered, or stopped by the filter, before the next is taken. The queue is settled when that is
+/// so for all records posted; only when somebody waits for that does it cost more than a count. Should the thread die of
+/// a failure, then whoever posts serves the loggers.
 class CLoggingThread final : public TThread,
                              private CMessageQueue<LOG_RECORD, FASTKSV_SPIN_PCLOCK, std::deque<LOG_RECORD>> {
  public:
@@ -61,24 +62,24 @@ class CLoggingThread final : public TThread,
 
   bool Serve(const LOG_RECORD& record);
   void ServeRest() noexcept;
-  void Settle(bool isDelivered);
+  void NoteDealt(bool isDelivered);
+  bool IsSettled() const noexcept { return dealt_.load() >= posted_.load(); }
 
   static constinit thread_local CLoggingThread* serving;
 
   CLog& owner_;
   FASTKSV_PCLOCK dispatchLock_;  // held while a record goes through filter and loggers
-  std::atomic<bool> isDead_{false};
-  bool isInside_ = false;     // in ServeInside
-  std::uint64_t posted_ = 0;  // changed under the log's lock
-  std::uint64_t taken_ = 0;   // changed by who serves
+  bool isInside_ = false;        // in ServeInside
 
-  FASTKSV_PCLOCK settledLock_;
-  CEvent settled_{true};                                       // changed under settledLock_, as all below
-  std::uint64_t settledAt_ QORV_GUARDED_BY(settledLock_) = 0;  // records taken when it was last raised
-  bool isDelivered_ QORV_GUARDED_BY(settledLock_) = false;     // the last of them went to the loggers
-  bool isNextAwaited_ QORV_GUARDED_BY(settledLock_) = false;
-  const std::shared_ptr<CEvent> next_ =
-      std::make_shared<CEvent>(false);  // outlives the thread for those who wait
+  // What the callers write, and, on a line of the cache of its own, what the thread writes.
+  std::atomic<std::uint64_t> posted_{0};  // changed under the log's lock
+  std::atomic<bool> isDead_{false};
+  alignas(64) std::atomic<std::uint64_t> dealt_{0};
+  std::atomic<bool> isDelivered_{false};    // the last of them went to the loggers
+  std::atomic<bool> isAwaited_{false};      // by somebody who waits for settled_, under the log's lock
+  std::atomic<bool> isNextAwaited_{false};  // by those who wait for next_
+  CEvent settled_{false};
+  const std::shared_ptr<CEvent> next_ = std::make_shared<CEvent>(false);  // stays for those who wait
 };
 
 }  // namespace Qorv::IMPL

@@ -18,7 +18,7 @@ namespace Qorv {
 /// share their payload by count this moves no payload. The lock is held only for that one copy, and no other
 /// lock is taken inside it.
 ///
-/// `Container` needs push_back, front, pop_front, size, empty. Failures are those of CSem, std::bad_alloc, and what
+/// `Container` needs push_back, front, pop_front, empty. Failures are those of CSem, std::bad_alloc, and what
 /// copying an item throws; an item that could not be copied in is not in the queue, and one that could not be
 /// moved out is still its first.
 template <class Item, class Lock, class Container>
@@ -31,12 +31,10 @@ class CMessageQueue {
   CMessageQueue& operator=(const CMessageQueue&) = delete;
   virtual ~CMessageQueue() noexcept(false) = default;
 
-  /// The number of items in the queue right after this one came in.
-  std::uint64_t Push(const Item& item) { return Emplace(item); }
-  std::uint64_t Push(Item&& item) { return Emplace(std::move(item)); }
+  void Push(const Item& item) { Emplace(item); }
+  void Push(Item&& item) { Emplace(std::move(item)); }
 
-  /// The number of items in the queue right after this one was taken out.
-  std::uint64_t Pop(Item& item) {
+  void Pop(Item& item) {
     IMPL::CKillHold hold;
     AwaitItem();
     hold.Secure();
@@ -45,7 +43,6 @@ class CMessageQueue {
     item = std::move(container_.front());
     container_.pop_front();
     finish.Become(&CMessageQueue::ReleasePlace);
-    return container_.size();
   }
 
   bool IsEmpty() {
@@ -78,7 +75,7 @@ class CMessageQueue {
   };
 
   template <class Source>
-  std::uint64_t Emplace(Source&& item) {
+  void Emplace(Source&& item) {
     IMPL::CKillHold hold;
     AwaitPlace();
     hold.Secure();
@@ -86,7 +83,6 @@ class CMessageQueue {
     IMPL::CSafeScopeLock<Lock> guard(lock_);
     container_.push_back(std::forward<Source>(item));
     finish.Become(&CMessageQueue::CountItem);
-    return container_.size();
   }
 
   void CountItem() { items_.V(1); }
