@@ -4,10 +4,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <optional>
 #include <sstream>
+#include <stdexcept>
 #include <utility>
 
 namespace FaultShim {
@@ -112,6 +114,30 @@ void AddShort(File& file, Rule& rule) {
   file.callFaults.push_back({op, call, call, 0, rule.Number()});
 }
 
+constexpr std::pair<std::string_view, Death> deaths[] = {
+    {"divide",
+     [] {
+       volatile int zero = 0;
+       zero = 12345 / zero;
+     }},
+    {"access",
+     [] {
+       volatile int* volatile nowhere = nullptr;
+       *nowhere = 1;
+     }},
+    {"abort", [] { std::abort(); }},
+    {"standard", [] { throw std::runtime_error("on purpose"); }},
+    {"nobody", [] { throw 1; }},
+};
+
+void AddDeath(File& file, Rule& rule) {
+  const Op op = rule.Operation();
+  const std::int64_t call = rule.Number();
+  const auto* death = std::ranges::find(deaths, rule.Word(), [](const auto& pair) { return pair.first; });
+  if (death == std::end(deaths)) Refuse("no such death");
+  file.callFaults.push_back({op, call, call, 0, unlimited, death->second});
+}
+
 void AddShortAt(File& file, Rule& rule) {
   const std::int64_t position = rule.Number();
   file.shortReads.push_back({position, rule.Number()});
@@ -139,6 +165,7 @@ constexpr std::pair<std::string_view, Handler> handlers[] = {
     {"end", [](File& file, Rule& rule) { file.end = rule.Number(); }},
     {"full", [](File& file, Rule& rule) { file.full = rule.Number(); }},
     {"slow", AddSlow},
+    {"die", AddDeath},
     {"noDirect", [](File& file, Rule&) { file.noDirect = true; }},
 };
 

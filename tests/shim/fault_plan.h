@@ -8,6 +8,7 @@
 //   shortat POSITION BYTES            a read that starts at POSITION moves no more than BYTES
 //   end POSITION                      reads find the end of the file there
 //   full BYTES                        writes find the device full after so many bytes in all
+//   die OP N HOW                      the N-th call dies: divide, access, abort, or throws: standard, nobody
 //   slow OP MICROSECONDS              each call takes so much longer
 //   noDirect                          direct access is refused at open
 //
@@ -31,6 +32,9 @@ enum Op : std::uint8_t { opOpen, opRead, opWrite, opSeek, opCount };
 inline constexpr std::array<std::string_view, opCount> opNames = {"open", "read", "write", "seek"};
 inline constexpr std::int64_t unlimited = std::numeric_limits<std::int64_t>::max();
 
+/// Ends the calling thread or its call, as a fault of the program itself would.
+using Death = void (*)();
+
 /// Calls `first` to `last` of one operation: they fail with `error`, or, where that is 0, move up to `bytes`.
 struct CallFault {
   Op op;
@@ -38,6 +42,7 @@ struct CallFault {
   std::int64_t last;
   int error;
   std::int64_t bytes;
+  Death death = nullptr;  // before all that
 };
 
 struct BadRange {

@@ -3,10 +3,13 @@
 // has its whence and an open its flags in the place of the length, and a failure has minus errno as its
 // result.
 //
+// TOLK_CLOCK_RATE makes the system's tick count run so many times as fast from the start of the program on.
+//
 // It calls the kernel directly, so it needs no other library behind it and works in front of and behind the
 // run-time libraries of sanitizers. Files opened by the C library's own streams are not seen.
 #include <fcntl.h>
 #include <sys/syscall.h>
+#include <sys/times.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -29,8 +32,14 @@ constexpr std::int64_t currentPosition = -1;
 constinit std::array<std::atomic<File*>, 4096> fileOfDescriptor{};
 constinit Plan* thePlan = nullptr;
 constinit int logDescriptor = -1;
+constinit long clockRate = 1;
+constinit long firstTick = 0;
 
 [[gnu::constructor]] void Load() {
+  if (const char* rate = std::getenv("TOLK_CLOCK_RATE")) {
+    clockRate = std::atol(rate);
+    firstTick = syscall(SYS_times, nullptr);
+  }
   const char* planPath = std::getenv("TOLK_FAULT_PLAN");
   if (planPath == nullptr) return;
   if (const char* logPath = std::getenv("TOLK_FAULT_LOG")) {
@@ -95,7 +104,9 @@ const CallFault* Begin(File& file, Op op) {
     syscall(SYS_nanosleep, &time, nullptr);
   }
   for (const CallFault& fault : file.callFaults) {
-    if (fault.op == op && fault.first <= call && call <= fault.last) return &fault;
+    if (fault.op != op || call < fault.first || fault.last < call) continue;
+    if (fault.death != nullptr) fault.death();
+    return &fault;
   }
   return nullptr;
 }
@@ -308,6 +319,10 @@ EXPORTED int dup3(int descriptor, int wanted, int flags) noexcept {
   }
 DEFINE_FCNTL(fcntl)
 DEFINE_FCNTL(fcntl64)
+
+EXPORTED clock_t times(tms* used) noexcept {
+  return firstTick + (syscall(SYS_times, used) - firstTick) * clockRate;
+}
 
 // Would move data past the shim; a program that is refused goes back to reading and writing.
 EXPORTED ssize_t copy_file_range(int from, off64_t* fromPosition, int to, off64_t* toPosition, size_t size,

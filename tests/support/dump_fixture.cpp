@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <system_error>
 
@@ -50,21 +51,6 @@ void ExpectSame(const std::string& expected, const std::string& actual) {
                 << " and " << actual.size();
 }
 
-// How long a run took is nobody's to expect: "00:00:01" reads "HH:MM:SS".
-std::string HideTimes(std::string text) {
-  const auto isTime = [&](std::size_t at) {
-    const std::string_view shape = "dd:dd:dd";
-    if (text.size() - at < shape.size()) return false;
-    return std::equal(
-        shape.begin(), shape.end(), text.begin() + static_cast<std::ptrdiff_t>(at),
-        [](char wanted, char found) { return wanted == 'd' ? found >= '0' && found <= '9' : found == ':'; });
-  };
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    if (isTime(at)) text.replace(at, 8, "HH:MM:SS");
-  }
-  return text;
-}
-
 std::string SystemFailure(std::string_view heading, const std::string& path, int number,
                           std::string_view description) {
   std::ostringstream text;
@@ -85,6 +71,18 @@ std::string SourceBytes(std::int64_t position, std::int64_t length) {
   for (char& byte : bytes)
     byte = static_cast<char>(SourceByte(position++));
   return bytes;
+}
+
+// How long a run took, and when it was, is nobody's to expect.
+std::string Neutral(std::string text) {
+  static const std::pair<std::regex, const char*> rules[] = {
+      {std::regex("\\d\\d+:\\d\\d:\\d\\d"), "HH:MM:SS"},
+      {std::regex("\\d{4}-\\d\\d-\\d\\d (HH:MM:SS) UTC[+-]\\d{4}"), "DATE $1"},
+      {std::regex("\\b((?:tid|pid) *= ?)\\d+"), "$1N"},
+      {std::regex("(address = |context  = )(0x[0-9a-f]+|\\(nil\\))"), "$1N"}};
+  for (const auto& [pattern, replacement] : rules)
+    text = std::regex_replace(text, pattern, replacement);
+  return text;
 }
 
 std::string OpenFailure(const std::string& path, int number, std::string_view description) {
@@ -138,13 +136,15 @@ void DumpTest::HealsAfter(std::int64_t number, int tries) {
 void DumpTest::ForgetFaults() {
   sourceRules_.clear();
   targetRules_.clear();
+  logRules_.clear();
 }
 
 void DumpTest::WriteFaultPlan() const {
-  std::ofstream(folder_ / "faults.plan", std::ios::trunc)
-      << "file source " << Source() << '\n'
-      << sourceRules_ << "file target " << Target() << '\n'
-      << targetRules_;
+  std::ofstream plan(folder_ / "faults.plan", std::ios::trunc);
+  plan << "file source " << Source() << '\n'
+       << sourceRules_ << "file target " << Target() << '\n'
+       << targetRules_;
+  if (!logRules_.empty()) plan << "file log " << LogFile() << '\n' << logRules_;
   fs::remove(FaultLog());
 }
 
@@ -153,6 +153,7 @@ void DumpTest::Run(std::vector<std::string> arguments, const RUNOPTIONS& options
     return std::ranges::any_of(arguments,
                                [&](const std::string& argument) { return argument.starts_with(option); });
   };
+  if (!isGiven("-logfile")) arguments.insert(arguments.begin(), "-logfile:" + LogFile());
   if (!isGiven("-to:")) arguments.insert(arguments.begin(), "-to:" + Target());
   if (!isGiven("-from:")) arguments.insert(arguments.begin(), "-from:" + Source());
   RunBare(arguments, options);
@@ -163,11 +164,13 @@ void DumpTest::RunBare(const std::vector<std::string>& arguments, const RUNOPTIO
   spec.command = {TOLK_BINARY};
   spec.command.insert(spec.command.end(), arguments.begin(), arguments.end());
   spec.answers = {{std::string(prompt), options.key}};
+  spec.answers.insert(spec.answers.end(), options.answers.begin(), options.answers.end());
   spec.columns = options.columns;
   spec.hasTerminal = options.hasTerminal;
   spec.splitErrors = options.splitErrors;
   spec.unprivileged = options.unprivileged;
-  Launch(spec, options.hasFaults);
+  spec.onScreen = options.onScreen;
+  Launch(spec, options);
 }
 
 void DumpTest::RunProbe(const std::string& probe, const std::string& calls) {
@@ -176,15 +179,15 @@ void DumpTest::RunProbe(const std::string& probe, const std::string& calls) {
   std::istringstream words(calls);
   for (std::string word; words >> word;)
     spec.command.push_back(word);
-  Launch(spec, true);
+  Launch(spec, {});
 }
 
-void DumpTest::Launch(RUNSPEC& spec, bool hasFaults) {
+void DumpTest::Launch(RUNSPEC& spec, const RUNOPTIONS& options) {
   spec.workingDirectory = folder_;
   // A size that no memory holds is the tool's to survive, not the sanitizer's to report.
-  const auto added = [](const char* name, const char* options) {
+  const auto added = [](const char* name, const char* more) {
     const char* const given = std::getenv(name);
-    return given != nullptr ? std::string(given) + ':' + options : std::string(options);
+    return given != nullptr ? std::string(given) + ':' + more : std::string(more);
   };
   spec.environment = {
       {"ASAN_OPTIONS", added("ASAN_OPTIONS", "allocator_may_return_null=1")},
@@ -193,15 +196,17 @@ void DumpTest::Launch(RUNSPEC& spec, bool hasFaults) {
     fs::permissions(folder_, fs::perms::all);
     spec.environment["GCOV_PREFIX"] = folder_;
   }
-  if (hasFaults) {
+  if (options.hasFaults) {
     WriteFaultPlan();
+    spec.environment["TOLK_CLOCK_RATE"] = std::to_string(options.clockRate);
     spec.environment["LD_PRELOAD"] = std::string(TOLK_PRELOAD_FIRST) + TOLK_FAULT_SHIM;
     spec.environment["TOLK_FAULT_PLAN"] = folder_ / "faults.plan";
     spec.environment["TOLK_FAULT_LOG"] = FaultLog();
   }
   result_ = RunOnTerminal(spec);
   EXPECT_FALSE(result_.timedOut) << "the program did not end\n" << result_.screen;
-  EXPECT_EQ(result_.signal, 0) << "a signal ended the program\n" << result_.screen << result_.errors;
+  EXPECT_EQ(result_.signal, options.signal) << "another signal ended the program\n"
+                                            << result_.screen << result_.errors;
 }
 
 void DumpTest::ExpectStatus(int status) const {
@@ -222,7 +227,7 @@ std::string DumpTest::Screen() const {
   // A run that dies may leave its progress line.
   const std::size_t last = seen.rfind('\n') + 1;
   if (seen.compare(last, progress.size(), progress) == 0) seen.erase(last);
-  return HideTimes(seen);
+  return Neutral(seen);
 }
 
 void DumpTest::ExpectReports(const std::string& text) const {
@@ -272,6 +277,36 @@ void DumpTest::ExpectTargetSize(std::int64_t bytes) const {
   const auto size = fs::file_size(Target(), failure);
   ASSERT_FALSE(failure) << failure.message();
   EXPECT_EQ(static_cast<std::int64_t>(size), bytes);
+}
+
+// A record has as many lines as its channel and its text.
+std::vector<RECORD> DumpTest::Log() const {
+  static const std::regex start(R"(\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{6} UTC[+-]\d{4}\]\[.*)");
+  static const std::regex parts(R"(\[[^\]]*\]\[(\w+)\] +\(([^)]*)\) ([^]*))");
+  std::vector<std::string> texts;
+  std::istringstream in(ReadFile(LogFile()));
+  for (std::string line; std::getline(in, line);) {
+    if (texts.empty() || std::regex_match(line, start))
+      texts.push_back(line);
+    else
+      texts.back() += '\n' + line;
+  }
+  std::vector<RECORD> records;
+  for (const std::string& text : texts) {
+    std::smatch match;
+    if (std::regex_match(text, match, parts))
+      records.push_back({match[1], match[2], match[3]});
+    else
+      ADD_FAILURE() << "no record: " << text;
+  }
+  return records;
+}
+
+void DumpTest::ExpectLog(std::string_view channel, const std::string& records) const {
+  std::string found;
+  for (const RECORD& record : Log())
+    if (record.channel == channel) found += record.level + ": " + Neutral(record.text) + '\n';
+  EXPECT_EQ(found, records);
 }
 
 std::vector<CALL> DumpTest::Calls() const {

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,14 +37,25 @@ struct BYTES {
   std::int64_t to;
 };
 
+/// One record of the run's log. The text is whole, with its line breaks.
+struct RECORD {
+  std::string level;    ///< as the line has it, "Warning"
+  std::string channel;  ///< "trd.reader"
+  std::string text;
+};
+
 /// What a table row asks of one run.
 struct RUNOPTIONS {
-  std::string key = "y";  ///< pressed at the prompt
+  std::string key = "y";             ///< pressed at the prompt
+  std::vector<ANSWER> answers = {};  ///< behind that
   std::uint16_t columns = 80;
   bool hasTerminal = true;
   bool splitErrors = false;
   bool unprivileged = false;
-  bool hasFaults = true;  ///< with the fault shim
+  bool hasFaults = true;                                ///< with the fault shim
+  int signal = 0;                                       ///< ends the run
+  long clockRate = 1;                                   ///< how many times as fast the tick count runs
+  std::function<void(std::string_view)> onScreen = {};  ///< sees each piece of the screen as it comes
 };
 
 class DumpTest : public ::testing::Test {
@@ -69,10 +81,11 @@ class DumpTest : public ::testing::Test {
   /// A rule of the fault shim for the source or the target.
   void SourceFault(const std::string& rule) { sourceRules_ += rule + '\n'; }
   void TargetFault(const std::string& rule) { targetRules_ += rule + '\n'; }
+  void LogFault(const std::string& rule) { logRules_ += rule + '\n'; }
   void ForgetFaults();
 
-  // The run. The source and the target of the folder are given unless `arguments` name others; the prompt is
-  // answered once. A run that does not end, or that a signal ends, is a failure of the test by itself.
+  // The run. Source, target and log file of the folder are given unless `arguments` name others; the prompt is
+  // answered once. A run that does not end, or that an unexpected signal ends, is a failure of the test by itself.
   void Run(std::vector<std::string> arguments, const RUNOPTIONS& options = {});
   /// Exactly these arguments.
   void RunBare(const std::vector<std::string>& arguments, const RUNOPTIONS& options = {});
@@ -97,12 +110,17 @@ class DumpTest : public ::testing::Test {
   void ExpectTargetSize(std::int64_t bytes) const;
   void ExpectNoTarget() const { EXPECT_FALSE(std::filesystem::exists(Target())); }
 
+  /// Of the records on this channel, each as "Level: text" with a line break. Process and
+  /// thread numbers read "N", and times and dates as on the screen.
+  void ExpectLog(std::string_view channel, const std::string& records) const;
+
   // What the run left, for judgements of a single test.
   const RUNRESULT& Result() const { return result_; }
   /// The screen as the operator sees it in the end: what was wiped is gone, and the time taken reads
   /// "HH:MM:SS".
   std::string Screen() const;
   std::string TargetBytes() const;
+  std::vector<RECORD> Log() const;
   std::vector<CALL> Calls() const;
   std::vector<CALL> Calls(std::string_view label, std::string_view op) const;
   std::int64_t SourceSize() const { return sourceSize_; }
@@ -110,9 +128,10 @@ class DumpTest : public ::testing::Test {
   std::filesystem::path Folder() const { return folder_; }
   std::string Source() const { return folder_ / "source"; }
   std::string Target() const { return folder_ / "target"; }
+  std::string LogFile() const { return folder_ / "run.log"; }
 
  private:
-  void Launch(RUNSPEC& spec, bool hasFaults);
+  void Launch(RUNSPEC& spec, const RUNOPTIONS& options);
   void WriteFaultPlan() const;
   std::string FaultLog() const { return folder_ / "faults.log"; }
 
@@ -120,8 +139,12 @@ class DumpTest : public ::testing::Test {
   std::int64_t sourceSize_ = 0;
   std::string sourceRules_;
   std::string targetRules_;
+  std::string logRules_;
   RUNRESULT result_;
 };
+
+/// Without what differs from run to run: process and thread numbers, times, dates.
+std::string Neutral(std::string text);
 
 /// The text that stands for a failed system call on `path`.
 std::string OpenFailure(const std::string& path, int number, std::string_view description);

@@ -161,6 +161,10 @@ class CTerminalRun {
       const std::size_t found = result_.screen.find(answer.waitFor, searchFrom_);
       if (found == std::string::npos) return;
       searchFrom_ = found + answer.waitFor.size();
+      if (answer.columns != 0) {
+        const winsize size = {spec_.rows, answer.columns, 0, 0};
+        if (ioctl(screen_.Get(), TIOCSWINSZ, &size) != 0) ThrowErrno("ioctl");
+      }
       if (write(screen_.Get(), answer.keys.data(), answer.keys.size()) < 0) ThrowErrno("write");
       ++answered_;
     }

@@ -13,10 +13,11 @@
 
 namespace TestSupport {
 
-/// Keys to press once a text has come up on the screen.
+/// What the operator does once a text has come up on the screen: presses keys, and gives the window another width.
 struct ANSWER {
   std::string waitFor;
   std::string keys;
+  std::uint16_t columns = 0;  ///< 0: as it was
 };
 
 struct RUNSPEC {

@@ -1,6 +1,8 @@
 // The descent over bad places: what the operator reads on the screen, and what stands in the image.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
 #include <string>
 #include <vector>
 
@@ -24,6 +26,23 @@ struct PASSCASE {
 
 class PassTest : public DumpTest, public ::testing::WithParamInterface<PASSCASE> {};
 
+// Each report on the screen is a record of the log.
+std::string RecordsOf(const std::string& reports) {
+  std::string records;
+  const std::string_view tag = "## [";
+  for (std::size_t at = 0; at < reports.size();) {
+    const std::size_t end = std::min(reports.find(tag, at + 1), reports.size());
+    std::string report = reports.substr(at + tag.size(), end - at - tag.size());
+    const std::size_t colon = report.find("]");
+    std::transform(report.begin() + 1, report.begin() + static_cast<std::ptrdiff_t>(colon),
+                   report.begin() + 1, [](char c) { return static_cast<char>(std::tolower(c)); });
+    records += report.erase(colon, 1);
+    if (!records.ends_with('\n')) records += '\n';
+    at = end;
+  }
+  return records;
+}
+
 TEST_P(PassTest, ReportsAndRecovers) {
   const PASSCASE& row = GetParam();
   WriteSource(row.sourceSectors);
@@ -34,6 +53,7 @@ TEST_P(PassTest, ReportsAndRecovers) {
   Run(arguments);
   ExpectStatus(0);
   ExpectReports(row.reports + "Done, Total recovery rate: " + row.rate + "%, Took time: HH:MM:SS.\n\n");
+  ExpectLog("trd.reader", RecordsOf(row.reports));
   ExpectGoodBytes(row.filled, 0xE5, row.targetSize);
 }
 

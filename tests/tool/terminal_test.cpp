@@ -1,8 +1,11 @@
 // The tool and its terminal: the progress line, the settings it leaves behind, and no terminal at all.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <csignal>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "support/dump_fixture.h"
 
@@ -31,7 +34,8 @@ class TerminalTest : public DumpTest {
   std::size_t WipedBehindFirstLine() const {
     const std::string& screen = Result().screen;
     std::size_t wiped = 0;
-    for (std::size_t at = screen.find('\b'); screen.compare(at, 3, "\b \b") == 0; at += 3)
+    for (std::size_t at = std::min(screen.find('\b'), screen.size()); screen.compare(at, 3, "\b \b") == 0;
+         at += 3)
       ++wiped;
     return wiped;
   }
@@ -47,12 +51,67 @@ TEST_F(TerminalTest, ProgressLineIsWrittenAndWiped) {
   ExpectReports("Done, Total recovery rate: 100.00%, Took time: HH:MM:SS.\n\n");
 }
 
-TEST_F(TerminalTest, ProgressLineNeverFillsTheLastColumn) {
-  RunForSomeProgress(24);
-  EXPECT_TRUE(FirstLine().starts_with("Recovery Rate: ")) << FirstLine();
-  EXPECT_EQ(FirstLine().size(), 23);
-  EXPECT_EQ(WipedBehindFirstLine(), 23);
+struct WINDOWCASE {
+  const char* name;
+  std::uint16_t columns;
+  std::size_t longest;
+};
+
+class WindowTest : public TerminalTest, public ::testing::WithParamInterface<WINDOWCASE> {};
+
+TEST_P(WindowTest, LimitsTheProgressLine) {
+  const std::string whole = "Recovery Rate: 00.00% [0.00MB/s, 0.00MB to go, 00:00:00 elapsed]";
+  RunForSomeProgress(GetParam().columns);
+  EXPECT_EQ(FirstLine().size(), std::min(GetParam().longest, whole.size()));
+  EXPECT_EQ(WipedBehindFirstLine(), FirstLine().size());
+  ExpectReports("Done, Total recovery rate: 100.00%, Took time: HH:MM:SS.\n\n");
 }
+
+// The last column stays free. A terminal that tells no width has room for all.
+const WINDOWCASE windows[] = {
+    {"Unknown", 0, 65535}, {"OfOne", 1, 0}, {"OfTwenty", 20, 19}, {"Wide", 300, 299}};
+INSTANTIATE_TEST_SUITE_P(Columns, WindowTest, ::testing::ValuesIn(windows), rowName);
+
+// The width is that of the start: a narrower window wraps the line, and the wipe goes on to fit what was written.
+TEST_F(TerminalTest, WindowMayChangeItsSize) {
+  WriteSource(400);
+  SourceFault("slow read 30000");
+  Run({"-sector:512", "-block:4k"}, {.answers = {{"Recovery Rate", "", 30}}});
+  ExpectStatus(0);
+  ExpectReports("Done, Total recovery rate: 100.00%, Took time: HH:MM:SS.\n\n");
+}
+
+const std::string ctrlC = "\3";
+
+struct STOPCASE {
+  const char* name;
+  std::vector<ANSWER> answers;
+  std::int64_t copied;  // bytes that are surely in the target by then
+};
+
+class StopTest : public TerminalTest, public ::testing::WithParamInterface<STOPCASE> {};
+
+TEST_P(StopTest, KeepsWhatWasCopied) {
+  WriteSource(64);
+  SourceFault("slow read 20000");
+  BadSector(21);
+  Run({"-sector:512", "-block:4k"}, {.key = "", .answers = GetParam().answers, .signal = SIGINT});
+  EXPECT_NE(Result().after.c_lflag & ISIG, 0U);
+  ExpectCopied(0, 0, GetParam().copied);
+  ForgetFaults();
+  Run({"-sector:512", "-block:4k"});
+  ExpectStatus(0);
+  ExpectGoodBytes();
+}
+
+// The answers begin where the prompt has just come up.
+const STOPCASE stops[] = {
+    {"AtThePrompt", {{"", ctrlC}}, 0},
+    {"InTheBlockPass", {{"", "y"}, {"error reading block", ctrlC}}, 4096},
+    {"InTheMedPass", {{"", "y"}, {"error reading med", ctrlC}}, 8192},
+    {"InTheSectorPass", {{"", "y"}, {"failed reading sector", ctrlC}}, 8192},
+};
+INSTANTIATE_TEST_SUITE_P(Rows, StopTest, ::testing::ValuesIn(stops), rowName);
 
 TEST_F(TerminalTest, MessagesWipeTheProgressLineFirst) {
   WriteSource(400);
