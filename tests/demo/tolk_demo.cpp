@@ -61,12 +61,13 @@ class CDemo {
 
   bool Show() {
     MakeDisk();
-    return RunTool() && JudgeImage();
+    return RunTool() && ShowLog() && JudgeImage();
   }
 
  private:
   fs::path Disk() const { return folder_ / "disk"; }
   fs::path Image() const { return folder_ / "image"; }
+  fs::path Log() const { return folder_ / "tolk.log"; }
   fs::path Plan() const { return folder_ / "faults.plan"; }
 
   void MakeDisk() const {
@@ -98,13 +99,15 @@ class CDemo {
                    "-sector:512",
                    "-retry:1",
                    "-fill:0xEE",
-                   "-logfile:" + (folder_ / "tolk.log").string()};
+                   "-cooldown:1/1",
+                   "-logfile:" + Log().string()};
     run.answers = {{"continue? press [y/N]:", "y"}};
-    run.environment = {{"LD_PRELOAD", shim_}, {"TOLK_FAULT_PLAN", Plan()}};
+    run.environment = {{"LD_PRELOAD", shim_}, {"TOLK_FAULT_PLAN", Plan()}, {"TOLK_CLOCK_RATE", "20"}};
     run.onScreen = [](std::string_view bytes) { std::cout << bytes << std::flush; };
 
     std::cout << "A disk of 64 MiB with bad sectors, and what the operator sees; the prompt is answered with "
-                 "\"y\".\n\n$";
+                 "\"y\". After each minute of work the disk gets a minute's rest; here a minute is over in a "
+                 "second.\n\n$";
     for (const std::string& word : run.command)
       std::cout << ' ' << word;
     std::cout << '\n' << std::flush;
@@ -116,6 +119,18 @@ class CDemo {
     else if (result.status != 0)
       std::cout << "\nWRONG: the tool's exit status is " << result.status << '\n';
     return !result.timedOut && result.status == 0;
+  }
+
+  bool ShowLog() const {
+    const std::string log = Content(Log());
+    std::cout << "The log of the run:\n" << log;
+    std::int64_t lost = 0;
+    for (const DAMAGE& damage : damages)
+      if (damage.IsLost()) lost += damage.last - damage.first;
+    std::int64_t told = 0;
+    for (std::size_t at = 0; (at = log.find("failed reading sector", at)) != std::string::npos; ++at)
+      ++told;
+    return Verdict("it tells of each lost sector", told == lost);
   }
 
   bool JudgeImage() const {
