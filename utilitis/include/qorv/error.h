@@ -191,6 +191,21 @@ inline constexpr std::uint32_t set = 3;
 inline constexpr std::uint32_t destroy = 4;
 }  // namespace tlsCode
 
+/// Numbers of tconvExp and the classes below it.
+namespace tconvCode {
+inline constexpr std::uint32_t unknown = 1;  ///< an encoding that is not known
+inline constexpr std::uint32_t load = 2;     ///< a library that cannot be used
+inline constexpr std::uint32_t open = 3;     ///< an encoding that the library does not serve
+inline constexpr std::uint32_t convert = 4;
+}  // namespace tconvCode
+
+/// Numbers of dlllExp.
+namespace dlllCode {
+inline constexpr std::uint32_t load = 1;
+inline constexpr std::uint32_t symbol = 2;
+inline constexpr std::uint32_t unload = 3;
+}  // namespace dlllCode
+
 /// Numbers of rwlExp.
 namespace rwlCode {
 inline constexpr std::uint32_t indexExhausted = 1;

@@ -287,7 +287,8 @@ class basic_string_ex {
                          bool is_const) const requires std::same_as<T, unsigned char>;
 
   /// The text as a wide or a narrow string; one that is so already gives a copy which shares the buffer.
-  /// Each byte becomes one wide element, and of each wide element the low byte is kept.
+  /// Between stringEx and wstringEx the calling thread's conversion object does it (qorv/textconv.h). Should that fail, and
+  /// for byteEx always, each byte becomes one wide element, and of each wide element the low byte is kept.
   wstringEx to_wide() const;
   stringEx to_narrow() const;
   void to_wide_append_to(wstringEx& dest) const;

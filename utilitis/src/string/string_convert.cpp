@@ -3,6 +3,7 @@
 
 #include <qorv/string.h>
 
+#include "string/conversion.h"
 #include "string/search.h"
 
 namespace Qorv {
@@ -31,6 +32,9 @@ void basic_string_ex<T>::to_wide_append_to(wstringEx& dest) const {
   if constexpr (std::same_as<T, wchar_t>) {
     dest.append(*this);
   } else {
+    if constexpr (std::same_as<T, char>) {
+      if (IMPL::AppendWideByEncoding(dest, *this)) return;
+    }
     AppendWide<T>(dest, *this);
   }
 }
@@ -40,6 +44,9 @@ void basic_string_ex<T>::to_narrow_append_to(stringEx& dest) const {
   if constexpr (std::same_as<T, char>) {
     dest.append(*this);
   } else {
+    if constexpr (std::same_as<T, wchar_t>) {
+      if (IMPL::AppendNarrowByEncoding(dest, *this)) return;
+    }
     AppendNarrow<T>(dest, *this);
   }
 }

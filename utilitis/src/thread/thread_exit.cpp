@@ -1,5 +1,6 @@
 #include "thread/thread_exit.h"
 
+#include "TextConv/front.h"
 #include "string/thread_data.h"
 
 namespace Qorv::IMPL {
@@ -7,6 +8,7 @@ namespace Qorv::IMPL {
 void ReleaseThreadData() {
   ReleaseStringData<char>();
   ReleaseStringData<wchar_t>();
+  ReleaseTextConv();
 }
 
 }  // namespace Qorv::IMPL

@@ -109,6 +109,10 @@ const char* CommandLineFile() noexcept {
   return "/proc/curproc/cmdline";
 }
 
+const char* OwnIconvLibrary() noexcept {
+  return "libc.so.7";
+}
+
 MEMINFO MemoryInfo() noexcept {
   MEMINFO info;
   u_long real = 0;

@@ -83,6 +83,10 @@ const char* CommandLineFile() noexcept {
   return "/proc/self/cmdline";
 }
 
+const char* OwnIconvLibrary() noexcept {
+  return "libc.so.6";
+}
+
 MEMINFO MemoryInfo() noexcept {
   return ReadMemInfo("/proc/meminfo");
 }

@@ -65,6 +65,9 @@ int DirectAccessFlag() noexcept;
 /// refuses unaligned direct reads, switches direct mode off and returns true: the read is to be repeated.
 bool LeaveDirectAccess(int descriptor) noexcept;
 
+/// Name of the system's own library that converts text as libiconv does.
+const char* OwnIconvLibrary() noexcept;
+
 /// Bytes of memory. A figure that cannot be had is all ones.
 struct MEMINFO {
   std::uint64_t totalPhys = ~std::uint64_t{0};
