@@ -16,6 +16,7 @@ CConsoleLine::CConsoleLine() : width_(UsableWidth(term_)) {}
 
 void CConsoleLine::EraseLine() {
   if (lastLine_.empty()) return;
+  eraseText_.clear();
   for (std::uint64_t i = 0; i < lastLine_.length(); ++i)
     eraseText_ += "\b \b";
   term_ << eraseText_;

@@ -15,8 +15,8 @@ class CDutyCycle {
 
   bool IsEnabled() const noexcept { return isEnabled_; }
   /// True if the present phase is over; the next then starts now.
-  bool IsWorkOver(std::int64_t now) noexcept { return IsOver(workSpan_, now); }
-  bool IsRestOver(std::int64_t now) noexcept { return IsOver(restSpan_, now); }
+  bool IsWorkOver(std::int64_t now) noexcept { return isEnabled_ && IsOver(workSpan_, now); }
+  bool IsRestOver(std::int64_t now) noexcept { return isEnabled_ && IsOver(restSpan_, now); }
 
  private:
   static constexpr std::int64_t perMinute = 60'000'000;

@@ -32,7 +32,7 @@ constexpr stringEx diskPrefix = "/dev/"_sv;
 // The four warnings about sizes carry their sentence in the channel's place, unexpanded, and as their message
 // the operator's own text as a format with the used size as its argument. That is meant.
 void WarnSize(const stringEx& sentence, const stringEx& operatorText, std::uint64_t used) {
-  CLog::GWarning(sentence, ExpandOperatorText(operatorText, used));
+  CLog::GWarning(sentence.data(), "%s", ExpandOperatorText(operatorText, used).data());
 }
 
 // "4k", "1MB": a decimal number, shifted by the suffix that the whole text ends in.
@@ -127,7 +127,8 @@ void QueryStorage(DUMPPARAM& param) {
       CLog::GWarning("main"_sv, "failed retrive sector size of the source device."_sv);
     }
   }
-  if (param.sourceSize == 0) param.sourceSize = MultiplySaturated(1, param.sectorSize);
+  param.hasSize = param.sourceSize != 0;
+  if (!param.hasSize) param.sourceSize = MultiplySaturated(1, param.sectorSize);
 }
 
 void PlanRange(const CCmdLineArgs& args, DUMPPARAM& param) {

@@ -22,6 +22,7 @@ struct DUMPPARAM {
   std::uint32_t coolRestMinutes = 0;  ///< its rest phase; cooling is on if both are not 0
   bool aligned = false;               ///< write at the source offset
   std::int64_t sourceSize = 0;
+  bool hasSize = false;       ///< the source told its size; one that does not counts as one sector long
   std::int64_t beginPos = 0;  ///< first byte to dump
   std::int64_t endPos = 0;    ///< byte behind the last one to dump
 

@@ -65,11 +65,6 @@ std::int64_t Advance(std::int64_t position, std::uint64_t size) {
   return __builtin_add_overflow(position, size, &sum) ? int64Max : sum;
 }
 
-// A source that answers no size counts as one sector long.
-bool HasKnownSize(const DUMPPARAM& param) {
-  return static_cast<std::uint64_t>(param.sourceSize) != param.sectorSize;
-}
-
 // Reports
 
 // The text of the exception in flight, for an operator.
@@ -92,10 +87,10 @@ int ReportFatal() {
     throw;
   } catch (const Qorv::qvExp& failure) {
     text = failure.GetMessage();
-    CLog::GFatal("main"_sv, "underlayer error:\n@ "_sv + text);
+    CLog::GFatal("main", "underlayer error:\n@ %s", text.data());
   } catch (const std::exception& failure) {
     text = failure.what();
-    CLog::GFatal("main"_sv, "vc runtime error:\n@ "_sv + text);
+    CLog::GFatal("main", "vc runtime error:\n@ %s", text.data());
   } catch (...) {
     text = "unknown system error"_sv;
   }
@@ -121,9 +116,9 @@ void ReportToConsole(const stringEx& tag, const stringEx& message) {
 }
 
 // What a worker that an exception has ended leaves behind. The thread then ends the process.
-void ReportUncaught(const stringEx& channel, const stringEx& tag) {
+void ReportUncaught(const char* channel, const stringEx& tag) {
   const stringEx text = DescribeException();
-  CLog::GFatal(channel, "uncaught underlayer exception\n@ "_sv + text);
+  CLog::GFatal(channel, "uncaught underlayer exception\n@ %s", text.data());
   ReportToConsole(tag, text);
 }
 
@@ -249,7 +244,7 @@ std::uint32_t CWriter::Run() {
 }
 
 bool CWriter::OnUncaught() {
-  ReportUncaught("trd.writer"_sv, "## [FATAL ERROR] (writing thread): "_sv);
+  ReportUncaught("trd.writer", "## [FATAL ERROR] (writing thread): "_sv);
   return false;
 }
 
@@ -269,6 +264,7 @@ class CReader final : public Qorv::TThread, private DUMPPARAM {
   struct PIECE {
     std::int64_t begin;
     std::int64_t end;
+    std::int64_t goodEnd;  // what stands before has been read already, although its sector is gone over
   };
 
   std::uint32_t Run() override;
@@ -280,8 +276,8 @@ class CReader final : public Qorv::TThread, private DUMPPARAM {
   bool SkipBlock(const Qorv::sysfileExp& failure);
   void MedPass(std::int64_t start);
   void SectorPass(const PIECE& piece);
-  bool ReadSector(CWriter::WRTCMD& command, std::int64_t pos);
-  void GiveUpSector(CWriter::WRTCMD& command, std::int64_t pos, std::uint64_t attempts,
+  bool ReadSector(CWriter::WRTCMD& command, std::int64_t pos, std::uint64_t known);
+  void GiveUpSector(CWriter::WRTCMD& command, std::int64_t pos, std::uint64_t known, std::uint64_t attempts,
                     const Qorv::sysfileExp& failure);
 
   CWriter::WRTCMD MakeCommand(std::uint64_t size);
@@ -313,7 +309,7 @@ class CReader final : public Qorv::TThread, private DUMPPARAM {
 CReader::CReader(const DUMPPARAM& param)
     : DUMPPARAM(param),
       startTime_(TickMicroseconds()),
-      faultEnd_(HasKnownSize(param) ? std::min(param.endPos, param.sourceSize) : param.endPos),
+      faultEnd_(param.hasSize ? std::min(param.endPos, param.sourceSize) : param.endPos),
       writer_(param, spares_) {
   OpenSource(source_, from);
   bytesToGo_ = beginPos == 0 && endPos == sourceSize ? sourceSize : endPos - beginPos;
@@ -375,7 +371,7 @@ void CReader::Rest(CDutyCycle& cycle) {
 }
 
 bool CReader::OnUncaught() {
-  ReportUncaught("trd.reader"_sv, "## [FATAL ERROR] (reading thread): "_sv);
+  ReportUncaught("trd.reader", "## [FATAL ERROR] (reading thread): "_sv);
   return false;
 }
 
@@ -488,14 +484,14 @@ void CReader::MedPass(std::int64_t start) {
       ReportFailure(Qorv::logLevel::warning, "## [WARNING]: "_sv,
                     MessageAt("error reading med at byte position: ", pos), failure);
       leaveToSectors(std::exchange(rest, {}));
-      leaveToSectors({pos, pieceEnd});
+      leaveToSectors({pos, pieceEnd, pos});
       continue;
     }
     if (size == 0) return EndRange(command);
     DeliverRead(command, size, pos);
     leaveToSectors(rest);
-    const bool isCut = Advance(pos, size) < pieceEnd;
-    rest = {isCut ? Advance(pos, size / sectorSize * sectorSize) : pieceEnd, pieceEnd};
+    const std::int64_t goodEnd = Advance(pos, size);
+    rest = {goodEnd < pieceEnd ? Advance(pos, size / sectorSize * sectorSize) : pieceEnd, pieceEnd, goodEnd};
   }
   leaveToSectors(rest);
 }
@@ -504,19 +500,22 @@ void CReader::MedPass(std::int64_t start) {
 void CReader::SectorPass(const PIECE& piece) {
   for (std::int64_t pos = piece.begin; pos < piece.end; pos = Advance(pos, sectorSize)) {
     CWriter::WRTCMD command = MakeCommand(sectorSize);
-    if (!ReadSector(command, pos)) return EndRange(command);
+    const std::int64_t known =
+        std::clamp<std::int64_t>(piece.goodEnd - pos, 0, static_cast<std::int64_t>(sectorSize));
+    if (!ReadSector(command, pos, static_cast<std::uint64_t>(known))) return EndRange(command);
   }
 }
 
-// Tries one sector as often as allowed and delivers what came of it. False at the end of the source.
-bool CReader::ReadSector(CWriter::WRTCMD& command, std::int64_t pos) {
+// Tries one sector as often as allowed and delivers what came of it, but for the bytes at its head that are known from
+// before. False at the end of the source.
+bool CReader::ReadSector(CWriter::WRTCMD& command, std::int64_t pos, std::uint64_t known) {
   for (std::uint32_t attempts = 0;; ++attempts) {
     std::uint32_t size = 0;
     try {
       size = ReadAt(command, pos, sectorSize);
     } catch (const Qorv::sysfileExp& failure) {
       if (attempts >= maxRetries) {
-        GiveUpSector(command, pos, std::uint64_t{attempts} + 1, failure);
+        GiveUpSector(command, pos, known, std::uint64_t{attempts} + 1, failure);
         return true;
       }
       if (CLog::IsLevelEnabled(Qorv::logLevel::debug)) {
@@ -525,7 +524,11 @@ bool CReader::ReadSector(CWriter::WRTCMD& command, std::int64_t pos) {
       continue;
     }
     if (size == 0) return false;
-    DeliverRead(command, size, pos);
+    command.offset += known;
+    if (size > known)
+      DeliverRead(command, size - known, Advance(pos, known));
+    else
+      spares_.Keep(std::move(command.data));
     if (attempts != 0) ReportRecovered(pos, std::uint64_t{attempts} + 1);
     return true;
   }
@@ -541,14 +544,16 @@ void CReader::ReportRecovered(std::int64_t pos, std::uint64_t reads) const {
   console.WriteGuarded(message);
 }
 
-void CReader::GiveUpSector(CWriter::WRTCMD& command, std::int64_t pos, std::uint64_t attempts,
-                           const Qorv::sysfileExp& failure) {
+void CReader::GiveUpSector(CWriter::WRTCMD& command, std::int64_t pos, std::uint64_t known,
+                           std::uint64_t attempts, const Qorv::sysfileExp& failure) {
   stringEx message = MessageAt("failed reading sector at byte position: ", pos);
   (message += " with ").append_uint(attempts) += " attempts.";
   ReportFailure(Qorv::logLevel::error, "## [ERROR]: "_sv, message, failure);
-  std::fill_n(command.data.writable() + command.offset, sectorSize, fillByte);
-  Deliver(command, sectorSize, pos);
-  bytesToGo_ -= static_cast<std::int64_t>(sectorSize);
+  const std::uint64_t lost = sectorSize - known;
+  command.offset += known;
+  std::fill_n(command.data.writable() + command.offset, lost, fillByte);
+  Deliver(command, lost, Advance(pos, known));
+  bytesToGo_ -= static_cast<std::int64_t>(lost);
 }
 
 stringEx CReader::ElapsedText(const stringEx& format) const {
@@ -627,7 +632,7 @@ int HandleCommand(int argc, char** argv) {
   const DUMPPARAM param = MakePlan(args);
   const stringEx summary = MakeSummary(param);
   if (!Confirm(summary)) return 0;
-  CLog::GInfo("main"_sv, "recovery start\n"_sv + summary);
+  CLog::GInfo("main", "recovery start\n%s", summary.data());
   Dump(param);
   return 0;
 }

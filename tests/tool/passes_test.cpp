@@ -16,7 +16,7 @@ namespace {
 struct PASSCASE {
   const char* name;
   std::vector<std::string> faults = {};     // on the source
-  std::vector<std::string> arguments = {};  // on top of the sizes
+  std::vector<std::string> arguments = {};  // in front of the sizes
   std::string reports = {};                 // up to the last line
   std::string rate = "98.44";               // in the last line
   std::vector<BYTES> filled = {{10752, 11264}};
@@ -48,8 +48,8 @@ TEST_P(PassTest, ReportsAndRecovers) {
   WriteSource(row.sourceSectors);
   for (const std::string& fault : row.faults)
     SourceFault(fault);
-  std::vector<std::string> arguments = {"-sector:512", "-block:4k", "-maxbuf:64k", "-fill:0xE5"};
-  arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
+  std::vector<std::string> arguments = row.arguments;
+  arguments.insert(arguments.end(), {"-sector:512", "-block:4k", "-maxbuf:64k", "-fill:0xE5"});
   Run(arguments);
   ExpectStatus(0);
   ExpectReports(row.reports + "Done, Total recovery rate: " + row.rate + "%, Took time: HH:MM:SS.\n\n");
@@ -224,6 +224,21 @@ const PASSCASE cases[] = {
          "attempts.\n",
      .rate = "96.88",
      .filled = {{8192, 8704}, {11264, 11776}}},
+    // What a read has brought of a sector stays, and counts once.
+    {.name = "MedPieceIsCutInsideADeadSector",
+     .faults = {"bad 8704 9216", "short read 9 512"},
+     .arguments = {"-sector:1024"},
+     .reports =
+         badBlock +
+         "## [ERROR]: failed reading sector at byte position: 8192 (Pos.: 25.00%, Rate: 95.31%) with 1 "
+         "attempts.\n",
+     .filled = {{8704, 9216}}},
+    {.name = "MedPieceIsCutInsideASectorThatHeals",
+     .faults = {"bad 8704 9216 first 1", "short read 9 512"},
+     .arguments = {"-sector:1024"},
+     .reports = badBlock,
+     .rate = "100.00",
+     .filled = {}},
     {.name = "DirectAccessRefused",
      .faults = {"noDirect", "bad 10752 11264 first 1"},
      .reports = badBlock,

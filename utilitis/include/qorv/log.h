@@ -145,14 +145,17 @@ class CLog {
   bool EnableThread(bool enable, std::uint32_t bound);
   bool IsThreaded() const;
   /// In threaded mode waits without a limit. Where no record has been delivered yet, or the filter has stopped the one
-  /// posted last, this waits for the next that it lets through; others can post meanwhile.
+  /// posted last, this waits for the next that it lets through; others can post meanwhile. Without loggers none can come,
+  /// and none is awaited.
   void Flush() noexcept;
 
   // The default log of the process. While there is none, each call that logs is a quiet no-op.
 
   static LogHandle GetDefault();
-  /// Without the lock that GetDefault takes, for handlers of faults.
-  static bool HasDefault() noexcept { return defaultLevel_.load(std::memory_order_relaxed) != aboveAll; }
+  /// Whether a record of this level reaches a logger of the default log. Takes no lock, for handlers of faults.
+  static bool Reaches(std::int32_t level) noexcept {
+    return IsLevelEnabled(level) && defaultHasLoggers_.load(std::memory_order_relaxed);
+  }
   /// The one before is released, and if this was its last handle delivers what is queued, inside this call. The exit of the
   /// process releases the last one. Both throw what FASTKSV_PCLOCK throws.
   static void SetDefault(LogHandle log);
@@ -189,6 +192,8 @@ class CLog {
   [[gnu::format(printf, 2, 3)]] static void GFatal(const char* channel, const char* format, ...) noexcept;
 
   static void GFlush() noexcept;
+  /// For a process that is about to end: waits for what has been posted, and never for a record still to come.
+  static void GFlushLast() noexcept;
 
   /// Whether the level is at or above the current one; false while there is no default log. For callers that want to
   /// skip the building of a costly message.
@@ -242,6 +247,8 @@ class CLog {
   // The level of the default log, above all others while there is none: a record below it costs a single read.
   static constexpr std::int64_t aboveAll = std::numeric_limits<std::int64_t>::max();
   static std::atomic<std::int64_t> defaultLevel_;
+  static std::atomic<const CLog*> default_;  // to be compared only
+  static std::atomic<bool> defaultHasLoggers_;
 
   // Loggers and filter are also read by the logging thread, under its dispatch lock, which whoever changes them takes as
   // well.

@@ -35,6 +35,8 @@ struct CLog::DEFAULTLOG {
 };
 
 constinit std::atomic<std::int64_t> CLog::defaultLevel_{aboveAll};
+constinit std::atomic<const CLog*> CLog::default_{nullptr};
+constinit std::atomic<bool> CLog::defaultHasLoggers_{false};
 
 LogHandle CLog::GetDefault() {
   Guard guard(DEFAULTLOG::Get().lock);
@@ -48,6 +50,8 @@ void CLog::SetDefault(LogHandle log) {
   Guard guard(current.lock);
   if (current.log == log) return;
   [[maybe_unused]] static const int isRegistered = std::atexit(ReleaseDefault);
+  default_ = log.Get();
+  defaultHasLoggers_ = log && log->hasLoggers_;
   defaultLevel_ = log ? log->level_.load() : aboveAll;
   std::swap(current.log, log);
   log = {};  // delivers what is queued, still under the lock
@@ -91,6 +95,13 @@ void CLog::GFlush() noexcept {
   }
 }
 
+void CLog::GFlushLast() noexcept {
+  try {
+    if (const LogHandle log = GetDefault()) log->Flush(false);
+  } catch (...) {
+  }
+}
+
 std::int32_t CLog::GetLevel() noexcept {
   const std::int64_t level = defaultLevel_.load(std::memory_order_relaxed);
   return level != aboveAll ? static_cast<std::int32_t>(level) : logLevel::disabled;
@@ -121,8 +132,6 @@ const char* CLog::LevelName(std::int32_t level) noexcept {
   return level >= logLevel::debug && level <= logLevel::disabled ? names[level] : "unknown";
 }
 
-// The log is flushed here, since nothing may keep the process from ending: GFlush would wait for a first record where all
-// have been dropped.
 void CLog::ReportAssertion(const char* expression, const char* file, std::uint32_t line,
                            const char* description, const char* compileDate, const char* compileTime,
                            const char* modified) noexcept {
@@ -139,10 +148,9 @@ void CLog::ReportAssertion(const char* expression, const char* file, std::uint32
                  .Field("  last modified = ", quoted(modified))
                  .Take());
     }
-    if (const LogHandle log = GetDefault()) log->Flush(false);
   } catch (...) {
   }
-  FatalExit(false);
+  FatalExit(true);
 }
 
 }  // namespace Qorv

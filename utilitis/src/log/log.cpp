@@ -142,7 +142,7 @@ void CLog::Flush(bool awaitsNext) noexcept {
     Guard guard(lock_);
     for (; thread_ != nullptr; awaitsNext = false) {
       const std::shared_ptr<CEvent> next = thread_->AwaitSettled();
-      if (next == nullptr || !awaitsNext) break;
+      if (next == nullptr || !awaitsNext || loggers_.empty()) break;
       guard.Leave();
       next->WaitEvent();
       guard.Enter();
@@ -162,6 +162,7 @@ void CLog::Restack(Change change) {
   if (thread_ != nullptr) dispatch.emplace(thread_->DispatchLock());
   change();
   hasLoggers_ = !loggers_.empty();
+  if (default_.load(std::memory_order_relaxed) == this) defaultHasLoggers_ = !loggers_.empty();
 }
 
 void CLog::PushLogger(const LoggerHandle& logger) {

@@ -28,7 +28,7 @@ std::int64_t unexpecteds = 0;
 std::int64_t memoryEnds = 0;
 volatile sig_atomic_t hasSignal = 0;
 
-// A process that dies before it has a log would do so without a word.
+// A process that dies without a log that takes the report would do so without a word.
 void SayOnStandardError(const stringEx& text) {
   const stringEx line = text + "\n";
   [[maybe_unused]] const ssize_t written =
@@ -36,9 +36,9 @@ void SayOnStandardError(const stringEx& text) {
 }
 
 void Say(const stringEx& text) {
-  const bool hasLog = CLog::HasDefault();
+  const bool isHeard = CLog::Reaches(logLevel::fatal);
   CLog::GFatal(stringEx::view(channel), text);
-  if (!hasLog) SayOnStandardError(text);
+  if (!isHeard) SayOnStandardError(text);
 }
 
 // The system gives no stack trace.
@@ -159,7 +159,7 @@ void InstallHandlers() {
 }
 
 void FatalExit(bool flush) noexcept {
-  if (flush) CLog::GFlush();
+  if (flush) CLog::GFlushLast();
   ::_exit(-1);
 }
 

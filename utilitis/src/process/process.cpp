@@ -1,5 +1,4 @@
 #include <sched.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -36,7 +35,7 @@ int CProcess::SetPriority(std::uint32_t number) {
   const int policy = ::sched_getscheduler(*pid_);
   ::sched_getparam(*pid_, &present);
   SetSchedParam(*pid_, policy, number);
-  return ::setpriority(PRIO_PROCESS, static_cast<id_t>(*pid_), niceValues[number]);
+  return IMPL::platform::SetNice(*pid_, niceValues[number]);
 }
 
 void CProcess::SetSchedParam(pid_t pid, int policy, std::uint32_t number) {
@@ -72,7 +71,7 @@ void CProcess::GetCommandLine(stringEx& out) {
   line.split("\0"_sv, pieces);
   for (const RANGE& piece : pieces) {
     const stringEx argument = line.part(piece);
-    if (!out.empty()) out += ' ';
+    if (&piece != &pieces.front()) out += ' ';
     const bool isQuoted = HasSpace(argument);
     if (isQuoted) out += '"';
     out += argument;

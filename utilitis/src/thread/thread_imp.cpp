@@ -115,7 +115,7 @@ void CleanUpThread() noexcept {
 }
 
 void EndProcess() noexcept {
-  CLog::GFlush();
+  CLog::GFlushLast();
   ::_exit(-1);
 }
 

@@ -4,6 +4,7 @@
 #include <sys/disk.h>
 #include <sys/ioctl.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/sysctl.h>
 #include <sys/vmmeter.h>
 #include <vm/vm_param.h>
@@ -103,6 +104,10 @@ std::int64_t Uptime() noexcept {
   timespec now{};
   ::clock_gettime(CLOCK_UPTIME, &now);
   return std::int64_t{now.tv_sec} * 1'000'000 + now.tv_nsec / 1000;
+}
+
+int SetNice(int process, int nice) noexcept {
+  return ::setpriority(PRIO_PROCESS, process, nice);
 }
 
 const char* CommandLineFile() noexcept {

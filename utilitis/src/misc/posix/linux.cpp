@@ -1,7 +1,9 @@
+#include <dirent.h>
 #include <fcntl.h>
 #include <linux/fs.h>
 #include <sched.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/sysmacros.h>
@@ -9,6 +11,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "misc/posix/linux_files.h"
@@ -77,6 +81,22 @@ std::int64_t Uptime() noexcept {
   timespec now{};
   ::clock_gettime(CLOCK_BOOTTIME, &now);
   return std::int64_t{now.tv_sec} * 1'000'000 + now.tv_nsec / 1000;
+}
+
+// Here each thread has a value of its own.
+int SetNice(int process, int nice) noexcept {
+  const int result = ::setpriority(PRIO_PROCESS, static_cast<id_t>(process), nice);
+  const int error = errno;
+  char path[32];
+  std::snprintf(path, sizeof path, "/proc/%d/task", process);
+  if (DIR* const folder = ::opendir(path)) {
+    while (const dirent* const entry = ::readdir(folder))
+      if (const int thread = std::atoi(entry->d_name); thread > 0 && thread != process)
+        ::setpriority(PRIO_PROCESS, static_cast<id_t>(thread), nice);
+    ::closedir(folder);
+  }
+  errno = error;
+  return result;
 }
 
 const char* CommandLineFile() noexcept {

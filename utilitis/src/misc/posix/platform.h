@@ -42,6 +42,9 @@ int KillSignal() noexcept;
 /// The signal that the fatal handler blocks: 65 on the system where the numbers were chosen.
 int BlockedSignal() noexcept;
 
+/// Sets the nice value of all threads of a process. Returns what setpriority does, for the process's first thread.
+int SetNice(int process, int nice) noexcept;
+
 /// Code of the system's product, as PLATFORMINFO has it.
 std::uint32_t ProductCode() noexcept;
 
