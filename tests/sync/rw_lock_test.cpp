@@ -6,8 +6,10 @@
 #include <cerrno>
 #include <functional>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -362,6 +364,21 @@ TYPED_TEST(RWLock, IsOfUseToTheEndOfAThread) {
 }
 
 // The lock is handed over, so that the one that had it cannot have it first.
+// A new thread may stand where the dead one stood.
+TYPED_TEST(RWLock, HoldOfADeadThreadIsNobodys) {
+  std::thread([this] {
+    using Guard = typename TestFixture::Writer;
+    alignas(Guard) static unsigned char room[sizeof(Guard)];
+    new (room) Guard(this->lock, true);  // never released
+  }).join();
+  for (int i = 0; i < 8; ++i) {
+    std::thread([this] {
+      EXPECT_FALSE(typename TestFixture::Writer(this->lock, false).__TimedLock(0));
+      EXPECT_FALSE(typename TestFixture::Reader(this->lock, false).__TimedLock(0));
+    }).join();
+  }
+}
+
 TEST(CRWLock, WriterInWaitIsNotOvertaken) {
   Qorv::CRWLock lock;
   Qorv::CWriterLock writer(lock);

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <csignal>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -11,6 +13,8 @@
 
 namespace TestSupport {
 namespace {
+
+const std::string ctrlC = "\3";
 
 class TerminalTest : public DumpTest {
  protected:
@@ -72,6 +76,34 @@ const WINDOWCASE windows[] = {
     {"Unknown", 0, 65535}, {"OfOne", 1, 0}, {"OfTwenty", 20, 19}, {"Wide", 300, 299}};
 INSTANTIATE_TEST_SUITE_P(Columns, WindowTest, ::testing::ValuesIn(windows), rowName);
 
+struct SIZECASE {
+  const char* name;
+  std::int64_t bytes;
+  const char* toGo;
+};
+
+class SizeTest : public TerminalTest, public ::testing::WithParamInterface<SIZECASE> {};
+
+// The first read takes so long that nothing has been copied when the line comes up.
+TEST_P(SizeTest, IsShownInItsUnit) {
+  std::ofstream(Source(), std::ios::binary).flush();
+  std::error_code refused;
+  std::filesystem::resize_file(Source(), static_cast<std::uintmax_t>(GetParam().bytes), refused);
+  if (refused) GTEST_SKIP() << "no file here can be so large: " << refused.message();
+  SourceFault("slow read 3000000");
+  Run({"-sector:512"}, {.answers = {{"to go", ctrlC}}, .signal = SIGINT});
+  EXPECT_NE(FirstLine().find(std::string("0.00MB/s, ") + GetParam().toGo + " to go"), std::string::npos)
+      << FirstLine();
+}
+
+const SIZECASE sizes[] = {
+    {"LastInMegabytes", 0x7fffffff, "2048.00MB"},
+    {"FirstInGigabytes", 0x80000000, "2.00GB"},
+    {"LastInGigabytes", 0x1ffffffffff, "2048.00GB"},
+    {"FirstInTerabytes", 0x20000000000, "2.00TB"},
+};
+INSTANTIATE_TEST_SUITE_P(Rows, SizeTest, ::testing::ValuesIn(sizes), rowName);
+
 // The width is that of the start: a narrower window wraps the line, and the wipe goes on to fit what was written.
 TEST_F(TerminalTest, WindowMayChangeItsSize) {
   WriteSource(400);
@@ -80,8 +112,6 @@ TEST_F(TerminalTest, WindowMayChangeItsSize) {
   ExpectStatus(0);
   ExpectReports("Done, Total recovery rate: 100.00%, Took time: HH:MM:SS.\n\n");
 }
-
-const std::string ctrlC = "\3";
 
 struct STOPCASE {
   const char* name;

@@ -120,30 +120,40 @@ std::unique_ptr<TTextConv> CTextLibIConv::Clone(std::uint32_t codePage) const {
   return std::make_unique<CTextLibIConv>(codePage);
 }
 
-// What the library stops at although it was told to go on is passed over, a unit at a time; what is cut off at the end is
-// dropped. `unit` and `size` are bytes.
+// The library gets no more at a time than has room on the other side as a rule: running out of room costs it what it has
+// done ahead. What it stops at although it was told to go on is passed over, a unit at a time; what is cut off at the end
+// is dropped. `unit` and `size` are bytes.
 template <class Element, class Dest>
 void CTextLibIConv::Convert(void* descriptor, const char* data, std::size_t size, std::size_t unit,
                             Dest& dest) {
   if (size == 0) return;
   IMPL::CSafeScopeLock<FASTKSV_PCLOCK> guard(lock_);
   Element room[roomSize / sizeof(Element)];
+  const std::size_t piece = sizeof(Element) == 1 ? roomSize / 2 : std::size(room);
   const auto run = [&](char** in, std::size_t* left) {
     char* out = reinterpret_cast<char*>(room);
     std::size_t space = sizeof room;
     const int error = api_->convert(descriptor, in, left, &out, &space) == failed ? errno : 0;
-    dest.append(room, (sizeof room - space) / sizeof(Element));
+    const std::uint64_t count = (sizeof room - space) / sizeof(Element);
+    const std::uint64_t wanted = dest.length() + count;
+    if (wanted > static_cast<std::uint64_t>(dest.capacity()))
+      dest.reserve(std::max<std::uint64_t>(wanted, 2 * dest.length()));
+    dest.append(room, count);
     return error;
   };
   api_->convert(descriptor, nullptr, nullptr, nullptr, nullptr);
   char* in = const_cast<char*>(data);
   for (std::size_t left = size; left != 0;) {
-    const std::size_t before = left;
-    if (run(&in, &left) == EINVAL) break;
-    if (left != before) continue;
-    const std::size_t step = std::min(unit, left);
-    in += step;
-    left -= step;
+    const std::size_t given = std::min(piece, left);
+    std::size_t rest = given;
+    const int error = run(&in, &rest);
+    std::size_t taken = given - rest;
+    if (taken == 0) {
+      if (error == EINVAL && given == left) break;
+      taken = std::min(unit, left);
+      in += taken;
+    }
+    left -= taken;
   }
   run(nullptr, nullptr);  // what ends a text in encodings that shift
 }

@@ -50,10 +50,11 @@ CLazySem::~CLazySem() noexcept(false) {
 CSem& CLazySem::Get() {
   if (CSem* present = sem_.load(std::memory_order_acquire)) return *present;
   CKillHold hold;
-  auto fresh = std::make_unique<CSem>(0, waitForever);
+  auto* const fresh = new CSem(0, waitForever);
   CSem* present = nullptr;
-  if (!sem_.compare_exchange_strong(present, fresh.get(), std::memory_order_acq_rel)) return *present;
-  return *fresh.release();
+  if (sem_.compare_exchange_strong(present, fresh, std::memory_order_acq_rel)) return *fresh;
+  delete fresh;
+  return *present;
 }
 
 }  // namespace Qorv::IMPL

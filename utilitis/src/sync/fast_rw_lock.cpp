@@ -59,14 +59,15 @@ void CFastRWBlock::Await(const CTimeLimit& limit, Opens opens) const {
   BreakOffIfKilled();
 }
 
-// Comes with a count in the word that it has no right to.
+// Comes with a count in the word that it has no right to, and within a CKillHold.
 RWHold CFastRWBlock::WaitForRead(std::uint32_t milliseconds) {
   word_.fetch_sub(1, std::memory_order_relaxed);
   if (IsWriter()) return AddWriteHold();
   const CTimeLimit limit(milliseconds);
+  bool mayPassWaiting = false;
   while (!limit.IsOver()) {
     // Who has waited for a writer to leave is no new reader, and need not wait for the next one.
-    const bool mayPassWaiting = (word_.load(std::memory_order_relaxed) & written) != 0;
+    mayPassWaiting = mayPassWaiting || (word_.load(std::memory_order_relaxed) & written) != 0;
     const auto isOpen = [=](std::uint64_t word) { return IsOpenToReader(word, mayPassWaiting); };
     Await(limit, isOpen);
     std::uint64_t word = word_.load(std::memory_order_relaxed);

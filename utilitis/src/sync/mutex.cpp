@@ -73,10 +73,19 @@ class CAttributes {
 }  // namespace
 
 CMutex::CMutex(bool locked) QORV_NO_THREAD_SAFETY_ANALYSIS {
-  CAttributes attributes;
-  Check(::pthread_mutex_init(&mutex_, attributes.MakeRecursive()), "CMutex::CMutex - failed create mutex\n",
-        createTexts, syncCode::create);
-  if (locked) Lock();
+  bool isMade = false;
+  try {
+    {
+      CAttributes attributes;
+      Check(::pthread_mutex_init(&mutex_, attributes.MakeRecursive()),
+            "CMutex::CMutex - failed create mutex\n", createTexts, syncCode::create);
+      isMade = true;
+    }
+    if (locked) Lock();
+  } catch (...) {
+    if (isMade) ::pthread_mutex_destroy(&mutex_);
+    throw;
+  }
 }
 
 CMutex::~CMutex() noexcept(false) {

@@ -30,7 +30,7 @@ void AwaitHandOver(std::atomic<std::int64_t>& count, CSem& sem);
 /// System id of the calling thread, asked for once per thread.
 std::uint64_t CurrentThreadId() noexcept;
 
-/// Tries of an entry before it waits: a number that is fixed with the lock's type. 0: none.
+/// Tries of an entry before it counts as waiting: a number that is fixed with the lock's type. 0: none behind the first.
 template <std::uint32_t tries>
 class CFixedSpin {
  protected:
@@ -38,7 +38,7 @@ class CFixedSpin {
   static constexpr std::uint64_t GetTries() noexcept { return tries; }
 };
 
-/// Tries of an entry before it waits: a field of the lock, read at each entry.
+/// Tries of an entry before it counts as waiting: a field of the lock, read at each entry.
 class CAdjustableSpin {
  public:
   /// `tries` of 0: without limit. May be called while the lock is in use, and holds for later entries.
@@ -151,7 +151,9 @@ class QORV_CAPABILITY("lock") CFastLock : public Spin {
 
 }  // namespace IMPL
 
-/// The fast lock that goes to sleep at once: for locks that are held across more than a few instructions.
+/// The fast lock that makes no tries: who finds it taken counts as waiting at once, and, where there is more than one
+/// processor, looks a few microseconds for its turn before it sleeps. For locks that are held across more than a few
+/// instructions.
 class FASTKSV_PCLOCK : public IMPL::CFastLock<IMPL::CFixedSpin<0>> {};
 
 /// The fast lock that waits awake first, for as many tries as SetSpinCount tells. As made it never sleeps on a machine

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include <qorv/detail/kill_hold.h>
 #include <qorv/detail/rw_guard.h>
 
 namespace Qorv {
@@ -17,6 +18,14 @@ inline constexpr std::uint32_t maxFastRWLocks = 8192;
 /// Read holds of the calling thread, one place for each lock. Zero-filled thread-local memory: it needs no making,
 /// and is good until the very end of the thread.
 extern constinit thread_local std::uint32_t ownFastReads[maxFastRWLocks];
+
+/// A number for the calling thread that no other thread of the process has had or will have; never 0. No system call.
+inline std::uint64_t OwnNumber() noexcept {
+  static constinit std::atomic<std::uint64_t> last{0};
+  thread_local constinit std::uint64_t number = 0;
+  if (number == 0) number = last.fetch_add(1, std::memory_order_relaxed) + 1;
+  return number;
+}
 
 /// What all copies of a CFastRWSpinLock share. All that two threads can meet at is one word, and each step is one
 /// operation on that word, so that nobody can be caught in the middle of a step and no guard is needed:
@@ -38,6 +47,7 @@ class alignas(64) CFastRWBlock {
   ~CFastRWBlock() noexcept(false);
 
   RWHold LockRead(std::uint32_t milliseconds) {
+    const CKillHold hold;  // a count that its thread does not know of would stay
     std::uint32_t& own = ownFastReads[index_];
     if (!IsOpenToReader(word_.fetch_add(1, std::memory_order_acquire), own != 0))
       return WaitForRead(milliseconds);
@@ -59,7 +69,7 @@ class alignas(64) CFastRWBlock {
       --ownFastReads[index_];
       word_.fetch_sub(1, std::memory_order_release);
     } else if (--writeHolds_ == 0) {
-      writer_.store(nullptr, std::memory_order_relaxed);
+      writer_.store(0, std::memory_order_relaxed);
       word_.fetch_sub(written, std::memory_order_release);
     }
   }
@@ -77,12 +87,10 @@ class alignas(64) CFastRWBlock {
   static constexpr bool IsOpenToReader(std::uint64_t word, bool mayPassWaiting) noexcept {
     return word < written || (mayPassWaiting && (word & written) == 0);
   }
-  // What tells threads apart, without asking the system.
-  static const void* Self() noexcept { return ownFastReads; }
-  bool IsWriter() const noexcept { return writer_.load(std::memory_order_relaxed) == Self(); }
+  bool IsWriter() const noexcept { return writer_.load(std::memory_order_relaxed) == OwnNumber(); }
 
   RWHold StartWriting() noexcept {
-    writer_.store(Self(), std::memory_order_relaxed);
+    writer_.store(OwnNumber(), std::memory_order_relaxed);
     writeHolds_ = 1;
     return RWHold::write;
   }
@@ -96,8 +104,8 @@ class alignas(64) CFastRWBlock {
   void Await(const CTimeLimit& limit, Opens opens) const;
 
   std::atomic<std::uint64_t> word_{0};
-  // Null unless write-held. Read without order: only the writer's own value can compare equal to a caller's.
-  std::atomic<const void*> writer_{nullptr};
+  // 0 unless write-held. Read without order: only the writer's own number can compare equal to a caller's.
+  std::atomic<std::uint64_t> writer_{0};
   std::uint32_t writeHolds_ = 0;  // touched by the writer alone
   // What readers only look at stands apart from what they change, so that it stays in each processor's cache.
   alignas(64) const std::uint32_t index_;

@@ -26,7 +26,8 @@ class CRWGate {
   bool Try() noexcept;
   /// `milliseconds`: 0 is Try; from 0x7FFFFFFF on it queues; anything between looks again and again, at least
   /// for 10 milliseconds, and can be overtaken by those who queue. Only who queues makes the semaphore: failures
-  /// are then those of CSem and std::bad_alloc, before anything has changed. All within a CKillHold; a kill breaks
+  /// are then those of CSem and std::bad_alloc, before anything has changed. Should the semaphore's wait itself fail, the
+  /// gate is of no use from then on. All within a CKillHold; a kill breaks
   /// off a wait that has not got the gate.
   bool Acquire(std::uint32_t milliseconds);
   void Release();

@@ -6,7 +6,8 @@
 
 namespace Qorv {
 
-/// Enters a lock at construction and leaves it at destruction, or earlier by Leave. A failure of leaving is
+/// Enters a lock at construction and leaves it at destruction, or earlier by Leave, after which Enter takes it again; each is
+/// only for a guard that does not hold, or does hold, the lock. A failure of leaving is
 /// dropped while another exception unwinds and thrown otherwise.
 template <class Lock>
 class QORV_SCOPED_CAPABILITY CScopeLock {
