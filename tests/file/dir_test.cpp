@@ -1,4 +1,4 @@
-// Absolute paths and volumes.
+// Path text, the working directory, volumes.
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -91,11 +91,83 @@ TEST(FullPathFailure, AWorkingDirectoryThatIsGone) {
       FailureOf<Qorv::sysfileExp>([&] { file.Open(path, 0, 0, 0, 0, 0); }));
 }
 
+TEST(FullPathOfWideText, IsInUtf8) {
+  const Surroundings surroundings("/home/x", "/");
+  EXPECT_EQ("/home/x/\xc3\xa9", CDir::ConvToFullPath(Qorv::wstringEx(L"~/\u00e9")));
+}
+
+struct PartRow {
+  const char* name;
+  const char* path;
+  const char* folder;
+  const char* file;
+};
+
+class Part : public testing::TestWithParam<PartRow>, public TestSupport::TempFolder {};
+
+TEST_P(Part, OfAPathIsFound) {
+  std::filesystem::create_directories(Path("d/e"));
+  Make("d/f", "");
+  const Surroundings surroundings(Path().c_str(), Path());
+  EXPECT_EQ(GetParam().folder, CDir::GetPathDir(GetParam().path));
+  EXPECT_EQ(GetParam().file, CDir::GetPathFilename(GetParam().path));
+}
+
+const PartRow parts[] = {
+    {"Bare", "f", ".", "f"},
+    {"File", "d/f", "d", "f"},
+    {"NoSuchFile", "/none/x/y.z", "/none/x", "y.z"},
+    {"BelowRoot", "/none", "/", "none"},
+    {"Root", "/", "/", ""},
+    {"SlashesBetween", "none//x", "none", "x"},
+    {"SlashAtEnd", "none/", "none", ""},
+    {"Dir", "d/e", "d/e", ""},
+    {"DirWithSlash", "d/e/", "d/e/", ""},
+    {"DirOfHome", "~/d", "~/d", ""},
+    {"Parent", "..", "..", ""},
+    {"BackSlashes", "none\\x\\y", "none/x", "none\\x\\y"},
+    {"BackSlashedDir", "d\\e", "d/e", "d\\e"},
+};
+INSTANTIATE_TEST_SUITE_P(Every, Part, testing::ValuesIn(parts), rowName);
+
+TEST(WorkingDirectory, IsSetAndTold) {
+  const TestSupport::TempFolder folder;
+  const Surroundings surroundings("/home/x", "/");
+  CDir::SetPwd(Text(folder.Path()));
+  EXPECT_EQ(Text(std::filesystem::canonical(folder.Path()).string()), CDir::GetPwd());
+  CDir dir;
+  dir.Open(".");
+  EXPECT_EQ(CDir::GetPwd() + "/.", dir.GetPath());
+  EXPECT_THROW(dir.Open("none"), Qorv::dirExp);
+  EXPECT_EQ(CDir::GetPwd() + "/.", dir.GetPath()) << "a failure leaves it";
+}
+
+TEST(SearchPath, GivesTheFirstFile) {
+  const TestSupport::TempFolder folder;
+  for (const char* name : {"a", "b", "here"})
+    std::filesystem::create_directory(folder.Path(name));
+  std::filesystem::create_directory(folder.Path("a/x"));
+  folder.Make("b/x", "");
+  folder.Make("here/x", "");
+  folder.Make("here/y", "");
+  const Surroundings surroundings("/home/x", folder.Path("here"));
+  const std::string old = std::getenv("PATH");
+  setenv("PATH", folder.Fill("/none:{}/a:{}/b/::{}/here").c_str(), 1);
+  const stringEx x = CDir::FindInPath("x");
+  const stringEx y = CDir::FindInPath("y");
+  setenv("PATH", old.c_str(), 1);
+  EXPECT_EQ(Text(folder.Path("b/x")), x) << "a directory of that name is no file";
+  EXPECT_EQ("./y", y) << "an empty part is the working directory";
+}
+
 TEST(Volume, OfAPathIsWhereItsDeviceBegins) {
   EXPECT_EQ("/proc", CDir::GetPathVolume("/proc/self/status"));
   EXPECT_EQ("/proc", CDir::GetPathVolume("/proc/none/such//file"));
   EXPECT_EQ("/", CDir::GetPathVolume("/"));
   EXPECT_EQ("/", CDir::GetPathVolume("/none"));
+  const TestSupport::TempFolder folder;
+  std::filesystem::create_symlink("/proc/self", folder.Path("link"));
+  EXPECT_EQ("/proc", CDir::GetPathVolume(Text(folder.Path("link/none")))) << "links are followed";
 }
 
 TEST(Volume, WithoutDeviceGivesItsUnitOfAllocation) {

@@ -11,12 +11,14 @@ struct REFUSAL {
   std::string_view call;
   int error = 0;
   std::atomic<int> left{0};
+  std::atomic<int> passed{0};  // calls that are let through first
 };
 inline REFUSAL refusal;
 
-/// The next `times` calls of this name fail.
-inline void Refuse(std::string_view call, int error, int times = 1) {
+/// The next `times` calls of this name fail, behind the first `passed`.
+inline void Refuse(std::string_view call, int error, int times = 1, int passed = 0) {
   refusal.left = 0;
+  refusal.passed = passed;
   refusal.call = call;
   refusal.error = error;
   refusal.left = times;
@@ -24,6 +26,7 @@ inline void Refuse(std::string_view call, int error, int times = 1) {
 
 inline bool IsRefused(std::string_view call) {
   if (refusal.left.load() <= 0 || call != refusal.call) return false;
+  if (refusal.passed.load() > 0 && refusal.passed.fetch_sub(1) > 0) return false;
   return refusal.left.fetch_sub(1) > 0;
 }
 

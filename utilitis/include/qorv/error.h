@@ -212,10 +212,28 @@ inline constexpr std::uint32_t indexExhausted = 1;
 inline constexpr std::uint32_t refusedUpgrade = 10;
 }  // namespace rwlCode
 
+/// Numbers of isxfExp.
+namespace isxfCode {
+inline constexpr std::uint32_t wrongTag = 1;    ///< another item than was asked for, or void where none may be
+inline constexpr std::uint32_t bound = 2;       ///< the object's bound, or the size of a caller's buffer
+inline constexpr std::uint32_t unknownTag = 3;  ///< a tag that stands for no item
+inline constexpr std::uint32_t broken = 4;      ///< an item that is cut short, or cannot be what its tag says
+}  // namespace isxfCode
+
 /// Numbers of dirExp.
 namespace dirCode {
 inline constexpr std::uint32_t path = 1;     ///< a path could not be made absolute or taken apart
-inline constexpr std::uint32_t storage = 2;  ///< a volume's layout could not be had
+inline constexpr std::uint32_t storage = 2;  ///< a volume's layout or room could not be had
+inline constexpr std::uint32_t open = 3;
+inline constexpr std::uint32_t make = 4;
+inline constexpr std::uint32_t remove = 5;
+inline constexpr std::uint32_t duplicate = 6;
+inline constexpr std::uint32_t transfer = 7;
+inline constexpr std::uint32_t link = 8;
+inline constexpr std::uint32_t attributes = 9;
+inline constexpr std::uint32_t content = 10;  ///< reading or writing a whole file
+inline constexpr std::uint32_t find = 11;
+inline constexpr std::uint32_t tempName = 12;
 }  // namespace dirCode
 
 /// Numbers of timeExp.

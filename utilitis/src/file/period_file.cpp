@@ -1,16 +1,14 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <functional>
 #include <limits>
-#include <string>
 #include <string_view>
 #include <vector>
 
 #include <qorv/file.h>
 
 #include "error/message.h"
+#include "file/dir_common.h"
 #include "file/narrow.h"
 #include "file/open_mode.h"
 #include "time/arithmetic.h"
@@ -69,23 +67,6 @@ bool IsSameCalendarPeriod(CTime a, CTime b, std::uint32_t period) noexcept {
 // The part of a path with its last slash.
 std::string_view FolderOf(std::string_view path) noexcept {
   return path.substr(0, path.rfind('/') + 1);
-}
-
-bool FitsSeries(std::string_view name, std::string_view first, std::string_view last) noexcept {
-  return name.size() >= first.size() + last.size() && name.starts_with(first) && name.ends_with(last);
-}
-
-// Names in the folder, a path of which each name is the end. As far as it can be read.
-std::vector<std::string> ListFiles(const std::string& folder, std::string_view first, std::string_view last) {
-  std::vector<std::string> names;
-  std::error_code error;
-  for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
-       entry.increment(error)) {
-    std::string name = entry->path().filename();
-    std::error_code unknown;
-    if (FitsSeries(name, first, last) && !entry->is_directory(unknown)) names.push_back(std::move(name));
-  }
-  return names;
 }
 
 }  // namespace
@@ -153,15 +134,16 @@ void CPeriodSysFile::Update(CTime time, bool force) {
 void CPeriodSysFile::Purge() const noexcept {
   if (keep_ < 1 || keep_ == std::numeric_limits<std::int32_t>::max()) return;
   try {
-    const std::string folder(FolderOf(GetPath()));
-    const std::string_view first = std::string_view(prefix_).substr(FolderOf(prefix_).size());
-    std::vector<std::string> names = ListFiles(folder, first, suffix_);
-    const auto keep = static_cast<std::size_t>(keep_);
-    if (names.size() <= keep) return;
-    std::sort(names.begin(), names.end(), std::greater<>());
-    for (; names.size() > keep; names.pop_back())
-      ::unlink((folder + names.back()).c_str());
-  } catch (...) {  // no memory for the names: the next period tries again
+    const stringEx folder(FolderOf(GetPath()));
+    stringEx series;
+    IMPL::AppendQuoted(series, std::string_view(prefix_).substr(FolderOf(prefix_).size()));
+    series += '*';
+    IMPL::AppendQuoted(series, suffix_);
+    const std::vector<stringEx> names = CDir::GetAllFiles(folder, series);
+    const std::size_t surplus = names.size() - std::min(names.size(), static_cast<std::size_t>(keep_));
+    for (std::size_t i = 0; i < surplus; ++i)
+      ::unlink((folder + names[i]).data());
+  } catch (...) {  // the names are not to be had: the next period tries again
   }
 }
 
