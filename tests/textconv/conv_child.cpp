@@ -31,7 +31,8 @@ std::string Bytes(const char* hex) {
 }
 
 const char* Engine() {
-  const std::string name = typeid(Qorv::TTextConv::GetSysConv()).name();
+  const Qorv::TTextConv& conv = Qorv::TTextConv::GetSysConv();
+  const std::string name = typeid(conv).name();
   for (const char* known : {"CTextLibIConv", "CTextLibIcu", "CIsoSysDefConv", "TTextConv"})
     if (name.find(known) != std::string::npos) return known;
   return "unknown";
