@@ -147,6 +147,13 @@ class basic_string_ex {
   basic_string_ex& append(std::uint64_t count, T element);
   basic_string_ex& operator+=(text_view text) { return append(text); }
   basic_string_ex& operator+=(T element) { return append(element); }
+  /// Puts `text` over what lies at `position`, and behind it what goes beyond the end. Zero elements fill the gap between
+  /// the end and a position beyond it. Leaves the string as it was if memory runs out.
+  basic_string_ex& overwrite(std::uint64_t position, text_view text);
+  /// Appends what `fill` writes: it gets the address of room for `count` elements and returns how many it has used. If it
+  /// throws, the string is as it was.
+  template <class Fill>
+  basic_string_ex& append_by(std::uint64_t count, Fill&& fill);
   /// Removes up to `count` elements from `position` on.
   void erase(std::uint64_t position, std::uint64_t count);
 
@@ -461,6 +468,7 @@ class basic_string_ex {
   static std::uint64_t AppendReplaced(basic_string_ex& dest, text_view text, text_view to,
                                       std::uint64_t hitLength, NextHit nextHit);
   T* Writable(std::uint64_t length);
+  T* RoomBehind(std::uint64_t count);
   void SetLength(std::uint64_t length) noexcept {
     buffer_.set_length(length);
     if constexpr (zeroEnded) buffer_.writable()[length] = T();
@@ -469,6 +477,20 @@ class basic_string_ex {
 
   basic_buffer<T> buffer_;
 };
+
+template <class T>
+template <class Fill>
+basic_string_ex<T>& basic_string_ex<T>::append_by(std::uint64_t count, Fill&& fill) {
+  const std::uint64_t before = length();
+  T* const room = RoomBehind(count);
+  try {
+    SetLength(before + fill(room));
+  } catch (...) {
+    SetLength(before);
+    throw;
+  }
+  return *this;
+}
 
 /// Writes the length given, zero elements included.
 std::ostream& operator<<(std::ostream& out, const stringEx& text);

@@ -1,6 +1,7 @@
 #include <qorv/string.h>
 
 #include <algorithm>
+#include <cstring>
 #include <ostream>
 
 #include "string/search.h"
@@ -78,6 +79,25 @@ basic_string_ex<T>& basic_string_ex<T>::append(std::uint64_t count, T element) {
   std::fill_n(Writable(IMPL::Total(before, count, 1)) + before, count, element);
   SetLength(before + count);
   return *this;
+}
+
+template <class T>
+basic_string_ex<T>& basic_string_ex<T>::overwrite(std::uint64_t position, text_view text) {
+  if (text.empty()) return *this;
+  const std::uint64_t before = length();
+  const bool inside = IMPL::IsInside<T>(text, *this);
+  const auto offset = inside ? text.data() - data() : 0;
+  const std::uint64_t after = std::max(before, IMPL::Total(position, text.size(), 1));
+  T* const room = Writable(after);
+  if (position > before) std::fill(room + before, room + position, T());
+  std::memmove(room + position, inside ? room + offset : text.data(), text.size() * sizeof(T));
+  SetLength(after);
+  return *this;
+}
+
+template <class T>
+T* basic_string_ex<T>::RoomBehind(std::uint64_t count) {
+  return Writable(IMPL::Total(length(), count, 1)) + length();
 }
 
 template <class T>

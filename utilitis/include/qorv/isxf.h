@@ -1,0 +1,300 @@
+// ISXF, a serial format that describes itself: items of a one-byte tag and a payload. docs/isxf.md has the layout.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <string_view>
+#include <type_traits>
+
+#include <qorv/detail/data_object.h>
+#include <qorv/misc.h>
+#include <qorv/string.h>
+
+namespace Qorv {
+
+/// The tags. In place of a data item with the value zero, or without content, stands `none` (void); the structural items,
+/// from controlCode on, have no void. Every other number is invalid, 4 among them.
+namespace isxfTag {
+inline constexpr std::uint8_t none = 0x00;
+inline constexpr std::uint8_t int8 = 0x01;
+inline constexpr std::uint8_t int16 = 0x02;
+inline constexpr std::uint8_t int32 = 0x03;
+inline constexpr std::uint8_t int64 = 0x05;
+inline constexpr std::uint8_t singleFloat = 0x06;
+inline constexpr std::uint8_t doubleFloat = 0x07;
+inline constexpr std::uint8_t longDouble = 0x08;
+inline constexpr std::uint8_t boolTrue = 0x09;
+inline constexpr std::uint8_t string = 0x0A;
+inline constexpr std::uint8_t wideString = 0x0B;
+inline constexpr std::uint8_t blob = 0x0C;
+inline constexpr std::uint8_t ctrlCode = 0x80;
+inline constexpr std::uint8_t segNumber = 0x81;
+inline constexpr std::uint8_t enumeration = 0x82;
+inline constexpr std::uint8_t id = 0x83;
+inline constexpr std::uint8_t size = 0x84;
+inline constexpr std::uint8_t bigSize = 0x85;
+inline constexpr std::uint8_t command = 0x86;
+inline constexpr std::uint8_t bigId = 0x87;
+inline constexpr std::uint8_t smallId = 0x88;
+inline constexpr std::uint8_t tinyId = 0x89;
+inline constexpr std::uint8_t smallEnum = 0x8A;
+inline constexpr std::uint8_t smallVersion = 0x8B;
+inline constexpr std::uint8_t version = 0x8C;
+inline constexpr std::uint8_t eofSegNumber = 0x8D;
+inline constexpr std::uint8_t bigSegNumber = 0x8E;
+inline constexpr std::uint8_t eofBigSegNumber = 0x8F;
+inline constexpr std::uint8_t compactCommand = 0x90;
+}  // namespace isxfTag
+
+/// The bound that is none.
+inline constexpr std::int64_t isxfNoBound = invalidInt64;
+
+/// What reader and writer share: a stream, which outlives them and is not owned, and a bound, the number of bytes that may
+/// still pass. Each access takes its bytes off the bound first; one that would bring it below zero is refused with isxfExp,
+/// code 2, before the stream is touched, and leaves a bound of 0, so that all that follow are refused as well.
+///
+/// One thread at a time. A failure of the stream passes on unchanged.
+class CISXFBasic {
+ public:
+  /// Bytes that may still pass, or isxfNoBound.
+  std::int64_t GetCheckBound() const noexcept { return checkBound_; }
+
+ protected:
+  CISXFBasic(IDataObject& stream, std::int64_t bound) noexcept : checkBound_(bound), stream_(&stream) {}
+  ~CISXFBasic() = default;
+
+  void _CheckBound(std::uint64_t size) {
+    if (checkBound_ == isxfNoBound) return;
+    const auto left =
+        static_cast<std::int64_t>(static_cast<std::uint64_t>(checkBound_) - size);  // sizes are below 2^33
+    if (left < 0 || checkBound_ < 0) RefuseBound(size, left);
+    checkBound_ = left;
+  }
+
+ private:
+  [[noreturn]] void RefuseBound(std::uint64_t size, std::int64_t left);
+
+  std::int64_t checkBound_;
+
+ protected:
+  IDataObject* stream_;
+};
+
+/// Reads items from a source, one after the other.
+///
+/// Failures are isxfExp with a number of isxfCode: code 1 for another item than the one asked for, or for void where a
+/// structural item is; 2 for the bound; 3 from IgnoreNext for a tag that stands for nothing; 4 where the data ends within
+/// an item, or at a tag, and for a wide string whose bytes make no whole number of characters. Nothing is rolled back:
+/// what was taken stays taken, a wrong tag included.
+///
+/// A typed read of a data item gives zero, false or an empty text for void.
+class CISXFReader : public CISXFBasic {
+ public:
+  explicit CISXFReader(TDataSource& source, std::int64_t bound = isxfNoBound) noexcept
+      : CISXFBasic(source, bound) {}
+
+  std::int8_t GetInt8() { return Data<std::int8_t>(isxfTag::int8); }
+  std::int16_t GetInt16() { return Data<std::int16_t>(isxfTag::int16); }
+  std::int32_t GetInt32() { return Data<std::int32_t>(isxfTag::int32); }
+  std::int64_t GetInt64() { return Data<std::int64_t>(isxfTag::int64); }
+  float GetFloat() { return Data<float>(isxfTag::singleFloat); }
+  double GetDouble() { return Data<double>(isxfTag::doubleFloat); }
+  long double GetLongDouble() { return Data<long double>(isxfTag::longDouble); }
+  bool GetBool() { return _GetAndVerifyType(isxfTag::boolTrue); }
+
+  /// These grow their target with the data: its memory never goes far beyond what has come, whatever length the item
+  /// claims. When they fail, the target holds a part of what came, or nothing.
+  void GetString(stringEx& out);
+  stringEx GetString();
+  void GetWString(wstringEx& out);
+  wstringEx GetWString();
+  void GetBlob(byteEx& out);
+
+  /// DANGER: these forms trust the data. With a buffer, an item passes only if it is LONGER than the size that is given
+  /// here, and is then written to the buffer in full, behind its end; an item of up to that size is refused with code 2.
+  /// The length is whatever the data claims, up to 4 GiB, and a terminating zero is stored behind it before anything is
+  /// read. So the memory behind `buffer` must have room for all that the data brings (and for the zero, except for blobs),
+  /// which only a caller who has written the data himself can know; for any other data use the forms above.
+  /// That sense of the test is part of the interface, and stays as it is.
+  ///
+  /// Sizes and results are in elements: bytes, for GetWString characters. For void the result is 0, and a string's buffer
+  /// of a size other than 0 gets a terminating zero. A null buffer throws the item away, which is safe with any data.
+  std::uint32_t GetString(char* buffer, std::uint32_t size);
+  std::uint32_t GetWString(wchar_t* buffer, std::uint32_t size);
+  std::uint32_t GetBlob(void* buffer, std::uint32_t size);
+
+  std::uint8_t GetCtrlCode();
+  std::uint16_t GetSegNumber();
+  std::uint32_t GetEnum();
+  std::uint32_t GetID();
+  std::uint32_t GetSize();
+  std::uint64_t GetBigSize();
+  std::uint32_t GetCommand();
+  std::uint64_t GetBigID();
+  std::uint16_t GetSmallID();
+  std::uint8_t GetTinyID();
+  std::uint8_t GetSmallEnum();
+  std::uint8_t GetSmallVersion();
+  std::uint16_t GetVersion();
+  void GetEofSegNumber();
+  std::uint32_t GetBigSegNumber();
+  void GetEofBigSegNumber();
+  std::uint16_t GetCompactCommand();
+
+  /// The tag of the next item, which stays to be read, whatever it is: its byte is taken from source and bound only once.
+  std::uint8_t GetNextType() {
+    if (peekedType_ == nothingPeeked) peekedType_ = TakeTag();
+    return static_cast<std::uint8_t>(peekedType_);
+  }
+  /// True if the next item is of this type or void.
+  bool IsNextType(std::uint8_t tag) {
+    const std::uint8_t next = GetNextType();
+    return next == tag || next == isxfTag::none;
+  }
+  /// Skips one item of any type, by reading. At a tag that stands for nothing it fails with code 3, and stays there.
+  void IgnoreNext();
+
+ private:
+  static constexpr std::int32_t nothingPeeked = -1;
+
+  // False for void.
+  bool _GetAndVerifyType(std::uint8_t expected) {
+    std::uint8_t tag;
+    if (peekedType_ == nothingPeeked) {
+      tag = TakeTag();
+    } else {
+      tag = static_cast<std::uint8_t>(peekedType_);
+      peekedType_ = nothingPeeked;
+    }
+    if (tag == expected) return true;
+    if (tag != isxfTag::none) RefuseType(expected, tag);
+    return false;
+  }
+  std::uint8_t TakeTag() {
+    std::uint8_t tag;
+    _CheckBound(1);
+    _Read(&tag, 1);
+    return tag;
+  }
+  void _Read(void* out, std::size_t size) {
+    const std::size_t count = Source().Read(out, size);
+    if (count != size) ReadOn(out, size, count);
+  }
+  template <class T>
+  T Payload() {
+    T value;
+    _CheckBound(sizeof(T));
+    _Read(&value, sizeof(T));
+    return value;
+  }
+  template <class T>
+  T Data(std::uint8_t tag) {
+    return _GetAndVerifyType(tag) ? Payload<T>() : T();
+  }
+
+  TDataSource& Source() const noexcept { return static_cast<TDataSource&>(*stream_); }
+  void ReadOn(void* out, std::size_t size, std::size_t count);
+  void Require(std::uint8_t tag, std::string_view refusal);
+  template <class T>
+  T Structural(std::uint8_t tag, std::string_view refusal);
+  template <class T>
+  void ReadText(std::uint8_t tag, basic_string_ex<T>& out);
+  template <class T>
+  std::uint32_t ReadInto(std::uint8_t tag, std::string_view refusal, T* buffer, std::uint32_t size);
+  void Skip(std::uint64_t length);
+  [[noreturn]] static void RefuseFraction(std::uint32_t length);
+  [[noreturn]] static void RefuseType(std::uint8_t expected, std::uint8_t real);
+
+  std::int32_t peekedType_ = nothingPeeked;  // a tag that was taken from the source, and is yet to be read
+};
+
+/// Writes items to a sink. An item goes to the bound as a whole before its first byte: one that is refused leaves nothing
+/// behind. Zero, false and empty values of data items become void; a float that is equal to zero does, so a negative zero
+/// loses its sign.
+///
+/// Failures are isxfExp: code 2 for the bound; 4 for a content of 4 GiB or more, and for a sink that takes no more without
+/// a failure of its own, which leaves an item cut short.
+class CISXFWriter : public CISXFBasic {
+ public:
+  explicit CISXFWriter(TDataSink& sink, std::int64_t bound = isxfNoBound) noexcept
+      : CISXFBasic(sink, bound) {}
+
+  void PutVoid() { PutTag(isxfTag::none); }
+  void PutInt8(std::int8_t value) { Data(isxfTag::int8, value); }
+  void PutInt16(std::int16_t value) { Data(isxfTag::int16, value); }
+  void PutInt32(std::int32_t value) { Data(isxfTag::int32, value); }
+  void PutInt64(std::int64_t value) { Data(isxfTag::int64, value); }
+  void PutFloat(float value) { Data(isxfTag::singleFloat, value); }
+  void PutDouble(double value) { Data(isxfTag::doubleFloat, value); }
+  void PutLongDouble(long double value) { Data(isxfTag::longDouble, value); }
+  void PutBool(bool value) { PutTag(value ? isxfTag::boolTrue : isxfTag::none); }
+
+  void PutString(const stringEx& text) { PutString(text.data(), text.length()); }
+  void PutString(const byteEx& bytes) {
+    PutString(reinterpret_cast<const char*>(bytes.data()), bytes.length());
+  }
+  void PutString(const char* text, std::uint64_t length);
+  void PutWString(const wstringEx& text) { PutWString(text.data(), text.length()); }
+  /// `length` in characters.
+  void PutWString(const wchar_t* text, std::uint64_t length);
+  void PutBlob(const byteEx& bytes) { PutBlob(bytes.data(), bytes.length()); }
+  void PutBlob(const void* bytes, std::uint64_t length);
+
+  void PutCtrlCode(std::uint8_t value) { PutItem(isxfTag::ctrlCode, value); }
+  void PutSegNumber(std::uint16_t value) { PutItem(isxfTag::segNumber, value); }
+  void PutEofSegNumber() { PutTag(isxfTag::eofSegNumber); }
+  void PutBigSegNumber(std::uint32_t value) { PutItem(isxfTag::bigSegNumber, value); }
+  void PutEofBigSegNumber() { PutTag(isxfTag::eofBigSegNumber); }
+  void PutEnum(std::uint32_t value) { PutItem(isxfTag::enumeration, value); }
+  void PutSmallEnum(std::uint8_t value) { PutItem(isxfTag::smallEnum, value); }
+  void PutID(std::uint32_t value) { PutItem(isxfTag::id, value); }
+  void PutSmallID(std::uint16_t value) { PutItem(isxfTag::smallId, value); }
+  void PutTinyID(std::uint8_t value) { PutItem(isxfTag::tinyId, value); }
+  void PutBigID(std::uint64_t value) { PutItem(isxfTag::bigId, value); }
+  void PutSize(std::uint32_t value) { PutItem(isxfTag::size, value); }
+  void PutBigSize(std::uint64_t value) { PutItem(isxfTag::bigSize, value); }
+  void PutCommand(std::uint32_t value) { PutItem(isxfTag::command, value); }
+  void PutCompactCommand(std::uint16_t value) { PutItem(isxfTag::compactCommand, value); }
+  void PutVersion(std::uint16_t value) { PutItem(isxfTag::version, value); }
+  void PutSmallVersion(std::uint8_t value) { PutItem(isxfTag::smallVersion, value); }
+
+ private:
+  // An extended float has bytes that belong to no value; they are written as zeros.
+  template <class T>
+  static constexpr std::size_t valueBytes = std::is_same_v<T, long double>&& std::numeric_limits<T>::digits ==
+                                                    64
+                                                ? 10
+                                                : sizeof(T);
+
+  void PutTag(std::uint8_t tag) {
+    _CheckBound(1);
+    _Write(&tag, 1);
+  }
+  template <class T>
+  void PutItem(std::uint8_t tag, T value) {
+    unsigned char item[1 + sizeof(T)] = {tag};
+    std::memcpy(item + 1, &value, valueBytes<T>);
+    _CheckBound(sizeof(item));
+    _Write(item, sizeof(item));
+  }
+  template <class T>
+  void Data(std::uint8_t tag, T value) {
+    if (value == T()) {
+      PutVoid();
+    } else {
+      PutItem(tag, value);
+    }
+  }
+  void PutText(std::uint8_t tag, std::string_view refusal, const void* text, std::uint64_t length,
+               std::size_t elementSize);
+  void _Write(const void* data, std::size_t size) {
+    const std::size_t count = Sink().Write(data, size);
+    if (count != size) WriteOn(data, size, count);
+  }
+  TDataSink& Sink() const noexcept { return static_cast<TDataSink&>(*stream_); }
+  void WriteOn(const void* data, std::size_t size, std::size_t count);
+};
+
+}  // namespace Qorv

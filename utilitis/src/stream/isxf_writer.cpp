@@ -1,0 +1,69 @@
+#include <qorv/isxf.h>
+
+#include "error/message.h"
+
+namespace Qorv {
+
+using IMPL::CMessage;
+
+void CISXFBasic::RefuseBound(std::uint64_t size, std::int64_t left) {
+  checkBound_ = 0;
+  CMessage("CISXFBasic::_CheckBound - buffer overflow\n")
+      .Field("  expected size = ", size)
+      .Field("  check bound   = ", left)
+      .Throw<isxfExp>(isxfCode::bound);
+}
+
+void CISXFWriter::PutString(const char* text, std::uint64_t length) {
+  PutText(isxfTag::string, "CISXFWriter::PutString - string too long\n", text, length, sizeof(char));
+}
+
+void CISXFWriter::PutWString(const wchar_t* text, std::uint64_t length) {
+  PutText(isxfTag::wideString, "CISXFWriter::PutWString - string too long\n", text, length, sizeof(wchar_t));
+}
+
+void CISXFWriter::PutBlob(const void* bytes, std::uint64_t length) {
+  PutText(isxfTag::blob, "CISXFWriter::PutBlob - blob too long\n", bytes, length, 1);
+}
+
+// A short item goes out in one piece.
+void CISXFWriter::PutText(std::uint8_t tag, std::string_view refusal, const void* text, std::uint64_t length,
+                          std::size_t elementSize) {
+  constexpr std::uint32_t most = std::numeric_limits<std::uint32_t>::max();
+  constexpr std::size_t headSize = 1 + sizeof(std::uint32_t);
+  if (length == 0) return PutVoid();
+  if (length > most / elementSize) {
+    CMessage(refusal)
+        .Field("  length   = ", length)
+        .Field("  at most  = ", std::uint64_t{most / elementSize})
+        .Throw<isxfExp>(isxfCode::broken);
+  }
+  const auto bytes = static_cast<std::uint32_t>(length * elementSize);
+  _CheckBound(headSize + std::uint64_t{bytes});
+
+  unsigned char item[headSize + 251] = {tag};
+  std::memcpy(item + 1, &bytes, sizeof(bytes));
+  if (bytes <= sizeof(item) - headSize) {
+    std::memcpy(item + headSize, text, bytes);
+    _Write(item, headSize + bytes);
+  } else {
+    _Write(item, headSize);
+    _Write(text, bytes);
+  }
+}
+
+// Behind the `count` bytes that the sink has taken of `size`.
+void CISXFWriter::WriteOn(const void* data, std::size_t size, std::size_t count) {
+  while (count < size) {
+    const std::size_t more = Sink().Write(static_cast<const unsigned char*>(data) + count, size - count);
+    if (more == 0) {
+      CMessage("CISXFWriter::_Write - the sink takes no more\n")
+          .Field("  expected size = ", size)
+          .Field("  real size     = ", count)
+          .Throw<isxfExp>(isxfCode::broken);
+    }
+    count += more;
+  }
+}
+
+}  // namespace Qorv
