@@ -163,6 +163,14 @@ TEST(Log, StackServesOldestFirst) {
 // Whether there is a logging thread.
 class Mode : public testing::TestWithParam<bool> {};
 
+TEST(Log, StackTakesNoEmptyHandle) {
+  LOGGROUND ground;
+  EXPECT_EQ("5: CLog::SetLoggers - invalid logger handle", TestSupport::FailureOf<Qorv::logExp>([&] {
+              ground.log.SetLoggers({ground.recorder, {}});
+            }));
+  EXPECT_EQ(ground.log.LoggerCount(), 1U);
+}
+
 TEST_P(Mode, LoggerThatThrowsAlwaysCostsNobodyElse) {
   LOGGROUND ground;
   const auto bad = MakeHandle<CRecorder>(ground.journal, "bad ");

@@ -303,4 +303,27 @@ TEST(LoggingThread, LoggerThatAlwaysLogsIsHeardOncePerRecord) {
   EXPECT_EQ(ground.journal.Get(), (Lines{"1 c: inside", "1 c: 0", "thread end"}));
 }
 
+// The exit of a process must deliver what is queued, whoever else keeps the log.
+TEST(LoggingThread, ExitDeliversAlthoughOthersKeepTheLog) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        static auto* const kept = new Qorv::LogHandle(MakeHandle<CLog>(Qorv::logLevel::info, 4096U));
+        class CSlow : public Qorv::ILogger {
+          void Log(Qorv::CTime, std::int32_t, const Qorv::stringEx&, const Qorv::stringEx& message) override {
+            TThread::SleepTick();
+            if (++count_ == 20) std::fprintf(stderr, "%s is there", message.data());
+          }
+          int count_ = 0;
+        };
+        (*kept)->PushLogger(MakeHandle<CSlow>());
+        (*kept)->EnableThread(true, 100);
+        CLog::SetDefault(*kept);
+        for (int i = 0; i < 20; ++i)
+          CLog::GInfo("c"_sv, "all"_sv);
+        std::exit(0);
+      },
+      testing::ExitedWithCode(0), "all is there");
+}
+
 }  // namespace

@@ -214,8 +214,8 @@ inline constexpr std::uint32_t refusedUpgrade = 10;
 
 /// Numbers of isxfExp.
 namespace isxfCode {
-inline constexpr std::uint32_t wrongTag = 1;    ///< another item than was asked for, or void where none may be
-inline constexpr std::uint32_t bound = 2;       ///< the object's bound, or the size of a caller's buffer
+inline constexpr std::uint32_t wrongTag = 1;  ///< another item than was asked for, or void where none may be
+inline constexpr std::uint32_t bound = 2;     ///< the object's bound, or the size of a caller's buffer
 inline constexpr std::uint32_t unknownTag = 3;  ///< a tag that stands for no item
 inline constexpr std::uint32_t broken = 4;      ///< an item that is cut short, or cannot be what its tag says
 }  // namespace isxfCode

@@ -92,7 +92,7 @@ class CLog {
   CLog(std::int32_t level, std::uint32_t messageLimit);
   CLog(const CLog&) = delete;
   CLog& operator=(const CLog&) = delete;
-  /// Delivers and flushes what is queued.
+  /// Delivers and flushes what is queued, as far as a stop of the thread does.
   ~CLog();
 
   void Write(std::int32_t level, const stringEx& channel, const stringEx& message) noexcept;
@@ -134,14 +134,14 @@ class CLog {
   bool HasLoggers() const;
   std::size_t LoggerCount() const;
   void GetLoggers(std::vector<LoggerHandle>& loggers) const;
-  /// Replaces the whole stack.
+  /// Replaces the whole stack. logExp, code 5, for an empty handle among them.
   void SetLoggers(std::vector<LoggerHandle> loggers);
   void SetFilter(LogFilterHandle filter);
   LogFilterHandle GetFilter() const;
   bool HasFilter() const;
 
   /// Starts or stops the logging thread; `bound` is the number of records that its queue takes, at least 1. True if that
-  /// is the state now. All records posted before a stop are delivered by it.
+  /// is the state now. All records posted before a stop are delivered by it, unless it returns false.
   bool EnableThread(bool enable, std::uint32_t bound);
   bool IsThreaded() const;
   /// In threaded mode waits without a limit. Where no record has been delivered yet, or the filter has stopped the one
@@ -149,7 +149,8 @@ class CLog {
   /// and none is awaited.
   void Flush() noexcept;
 
-  // The default log of the process. While there is none, each call that logs is a quiet no-op.
+  // The default log of the process. While there is none, each call that logs is a quiet no-op. On the logging thread of any
+  // log they are calls on that log.
 
   static LogHandle GetDefault();
   /// Whether a record of this level reaches a logger of the default log. Takes no lock, for handlers of faults.

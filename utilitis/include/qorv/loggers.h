@@ -45,7 +45,8 @@ class CFileLine {
 }  // namespace IMPL
 
 /// One line of a file for each record, written with a single call, so that others who write to the file never
-/// split it. A line that cannot be written is lost, and the next is tried again; nothing is reported.
+/// split it. A line that cannot be written is lost, and the next is tried again; nothing is reported. A line of which the
+/// system takes a part, on a disk that has just filled up, stays in part.
 ///
 /// `File` is CSysFile or CPeriodSysFile. The logger's copy shares the open file with the caller's object, which may
 /// go.
@@ -122,8 +123,6 @@ class CTermLogger final : public ILogger {
   void Log(CTime time, std::int32_t level, const stringEx& channel, const stringEx& message) override;
 
  private:
-  void EndLine() noexcept;
-
   void WriteAll(std::int32_t level, const stringEx& channel, const stringEx& message, bool& isBegun);
 
   TTerminal* terminal_;

@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <exception>
 #include <limits>
 #include <string_view>
 #include <vector>
@@ -118,7 +119,12 @@ bool CPeriodSysFile::IsSamePeriod(CTime time) const noexcept {
 void CPeriodSysFile::Update(CTime time, bool force) {
   if (!force && current_ && IsSamePeriod(time)) return;
   current_ = time;
-  CSysFile::Close();
+  std::exception_ptr closing;  // what the old file has lost is no reason to go without the new one
+  try {
+    CSysFile::Close();
+  } catch (const sysfileExp&) {
+    closing = std::current_exception();
+  }
   const std::optional<int> flags = IMPL::OpenFlags(mode_);
   if (!flags) {
     IMPL::CMessage("CPeriodSysFile::Update - unknown mode\n")
@@ -127,6 +133,7 @@ void CPeriodSysFile::Update(CTime time, bool force) {
   }
   Open(MakeName(time, period_, prefix_, suffix_), *flags, 0, fileShare::none, 0666, 0);
   Purge();
+  if (closing) std::rethrow_exception(closing);
 }
 
 // In the order of their names, which is that of time. The file that is open may be among those that go, after a step

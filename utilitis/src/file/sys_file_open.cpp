@@ -119,12 +119,11 @@ void CSysFile::Open(std::uint32_t consoleType) {
       delete counter;
     return;
   }
-  {
-    CSysFile old;
-    Swap(old);
-    if (isKnown) descriptor_ = consoleType;
-  }
-  if (!isKnown) {
+  CSysFile old;
+  Swap(old);
+  if (isKnown) {
+    descriptor_ = consoleType;
+  } else {
     stringEx message("CSysFile::Open - unknown console type: ");
     message.append_int(consoleType);
     throw sysfileExp(std::move(message), fileCode::open);

@@ -16,7 +16,9 @@ using Guard = IMPL::CSafeScopeLock<FASTKSV_PCLOCK>;
 // Delivers and flushes what is queued when the process exits in order.
 void ReleaseDefault() {
   try {
+    const LogHandle log = CLog::GetDefault();
     CLog::SetDefault({});
+    if (log) log->EnableThread(false, 2147483647);  // others may keep a handle beyond this one
   } catch (...) {
   }
 }
@@ -50,8 +52,14 @@ void CLog::SetDefault(LogHandle log) {
   Guard guard(current.lock);
   if (current.log == log) return;
   [[maybe_unused]] static const int isRegistered = std::atexit(ReleaseDefault);
-  default_ = log.Get();
-  defaultHasLoggers_ = log && log->hasLoggers_;
+  if (log) {
+    Guard loggers(log->lock_);
+    default_ = log.Get();
+    defaultHasLoggers_ = log->hasLoggers_.load();
+  } else {
+    default_ = nullptr;
+    defaultHasLoggers_ = false;
+  }
   defaultLevel_ = log ? log->level_.load() : aboveAll;
   std::swap(current.log, log);
   log = {};  // delivers what is queued, still under the lock
@@ -90,13 +98,16 @@ void CLog::GWriteText(std::int32_t level, const char* channel, const char* forma
 // Not under the lock, for this may wait for a record that somebody has yet to post.
 void CLog::GFlush() noexcept {
   try {
+    if (CLog* const served = IMPL::CLoggingThread::ServedLog()) return served->Flush();
     if (const LogHandle log = GetDefault()) log->Flush();
   } catch (...) {
   }
 }
 
+// A logging thread takes no lock for which somebody may hold it up.
 void CLog::GFlushLast() noexcept {
   try {
+    if (CLog* const served = IMPL::CLoggingThread::ServedLog()) return served->Flush(false);
     if (const LogHandle log = GetDefault()) log->Flush(false);
   } catch (...) {
   }
@@ -137,16 +148,21 @@ void CLog::ReportAssertion(const char* expression, const char* file, std::uint32
                            const char* modified) noexcept {
   try {
     if (GetLevel() < logLevel::disabled) {
-      const auto quoted = [](std::string_view text) { return stringEx("\"") + text + "\""; };
-      GFatal("debugger"_sv,
-             IMPL::CMessage("debug checking failure\n")
-                 .Field("  expression    = ", quoted(expression))
-                 .Field("  description   = ", quoted(description))
-                 .Field("  file name     = ", quoted(file))
-                 .Field("  line number   = ", quoted(stringEx().append_uint(line)))
-                 .Field("  last compiled = ", quoted(stringEx(compileDate) + " " + compileTime))
-                 .Field("  last modified = ", quoted(modified))
-                 .Take());
+      const auto quoted = [](const char* text) {
+        return stringEx("\"") + (text != nullptr ? text : "") + "\"";
+      };
+      GFatal(
+          "debugger"_sv,
+          IMPL::CMessage("debug checking failure\n")
+              .Field("  expression    = ", quoted(expression))
+              .Field("  description   = ", quoted(description))
+              .Field("  file name     = ", quoted(file))
+              .Field("  line number   = ", quoted(stringEx().append_uint(line).data()))
+              .Field(
+                  "  last compiled = ",
+                  quoted((stringEx(compileDate) + " " + (compileTime != nullptr ? compileTime : "")).data()))
+              .Field("  last modified = ", quoted(modified))
+              .Take());
     }
   } catch (...) {
   }

@@ -147,6 +147,8 @@ void CLog::Flush(bool awaitsNext) noexcept {
       next->WaitEvent();
       guard.Enter();
     }
+    std::optional<Guard> dispatch;  // a thread that is dying may be serving the last records
+    if (thread_ != nullptr) dispatch.emplace(thread_->DispatchLock());
     FlushLoggers();
   } catch (...) {
   }
@@ -212,6 +214,9 @@ void CLog::GetLoggers(std::vector<LoggerHandle>& loggers) const {
 }
 
 void CLog::SetLoggers(std::vector<LoggerHandle> loggers) {
+  for (const LoggerHandle& logger : loggers)
+    if (!logger)
+      throw logExp(stringEx::view("CLog::SetLoggers - invalid logger handle"), logCode::invalidLogger);
   Restack([&] { loggers_.swap(loggers); });
 }
 

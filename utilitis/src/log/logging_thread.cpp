@@ -80,7 +80,12 @@ bool CLoggingThread::Serve(const LOG_RECORD& record) {
 
 bool CLoggingThread::ServeInside(LOG_RECORD&& record) {
   if (std::exchange(serving->isInside_, true)) return false;
-  serving->Serve(record);
+  try {
+    serving->Serve(record);
+  } catch (...) {
+    serving->isInside_ = false;
+    throw;
+  }
   serving->isInside_ = false;
   return true;
 }

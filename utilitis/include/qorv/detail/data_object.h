@@ -80,11 +80,22 @@ class TDataSink : public IDataObject {
 class TSeekableSource : public TDataSource, public ISeekableObj {
  public:
   const char* GetTypeName() const override { return "Unknown Seekable Data Source"; }
+  // Behind what a source has, and so below: the order is fixed here.
+  std::int64_t SeekBegin(const std::int64_t& offset) override = 0;
+  std::int64_t SeekCurrent(const std::int64_t& offset) override = 0;
+  std::int64_t SeekEnd(const std::int64_t& offset) override = 0;
+  std::int64_t GetCurrentPos() const override = 0;
+  std::int64_t GetSize() const override = 0;
 };
 
 class TSeekableSink : public TDataSink, public ISeekableObj {
  public:
   const char* GetTypeName() const override { return "Unknown Seekable Data Sink"; }
+  std::int64_t SeekBegin(const std::int64_t& offset) override = 0;
+  std::int64_t SeekCurrent(const std::int64_t& offset) override = 0;
+  std::int64_t SeekEnd(const std::int64_t& offset) override = 0;
+  std::int64_t GetCurrentPos() const override = 0;
+  std::int64_t GetSize() const override = 0;
 };
 
 /// Source and sink over one position: what is written moves the next read. It holds each of the roots twice and answers
@@ -101,6 +112,8 @@ class TSeekableSynth : public TSeekableSource, public TSeekableSink {
   std::int64_t SeekEnd(const std::int64_t& offset) override = 0;
   std::int64_t GetCurrentPos() const override = 0;
   std::int64_t GetSize() const override = 0;
+  std::size_t Write(const void* buffer, std::size_t size) override = 0;
+  void Flush() override = 0;
 };
 
 }  // namespace Qorv

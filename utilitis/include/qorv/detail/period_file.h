@@ -51,8 +51,9 @@ class CPeriodSysFile : public CSysFile {
   /// Makes sure that the file for `time` is open: opens it if this is the first call, if `time` lies in another
   /// period than that of the call before, be it an earlier one, or if `force` is set. Then the files of the series
   /// with the lowest names go until so many are left as are to be kept; one that cannot be removed stays, without
-  /// a word. Failures are those of CSysFile::Open, code 4 also for a mode that is none; the file is closed then, and
-  /// stays so for the rest of the period.
+  /// a word. All files in the folder whose names begin with the prefix and end with the suffix are of the series, whatever
+  /// stands between. Failures are those of CSysFile::Open, code 4 also for a mode that is none; the file is closed then, and
+  /// stays so for the rest of the period. A file before that cannot be closed is reported, code 6, when the new one is open.
   void Update(CTime time, bool force);
   /// The next Update opens a file, whatever the time.
   void Close();
