@@ -55,6 +55,25 @@ class Source : public TDataSource {
   std::vector<std::size_t> asked_;
 };
 
+// A sink that takes at most so many bytes at a time, and has room for so many in all.
+class Sink : public TDataSink {
+ public:
+  Sink(std::size_t atMost, std::size_t room) : atMost_(atMost), room_(room) {}
+  bool IsValid() const override { return true; }
+  std::size_t Write(const void* data, std::size_t size) override {
+    const std::size_t count = std::min({size, atMost_, room_ - bytes_.length()});
+    bytes_.append(static_cast<const char*>(data), count);
+    return count;
+  }
+  void Flush() override {}
+  const stringEx& Bytes() const { return bytes_; }
+
+ private:
+  stringEx bytes_;
+  std::size_t atMost_;
+  std::size_t room_;
+};
+
 // The bytes of the next item when it is read as `tag` and written again.
 std::string Copied(CISXFReader& reader, std::uint8_t tag) {
   stringEx bytes;
@@ -269,6 +288,7 @@ TEST(Isxf, ALengthCostsNoMemoryBeforeItsData) {
     EXPECT_EQ(refusal(65536), read('\x0c', [&](CISXFReader& reader) { reader.GetBlob(blob); }));
     EXPECT_EQ(refusal(384), read('\x0a', [&](CISXFReader& reader) { reader.GetString(nullptr, 0); }));
     EXPECT_EQ(refusal(384), read('\x0b', [](CISXFReader& reader) { reader.IgnoreNext(); }));
+    EXPECT_TRUE(text.empty() && wide.empty() && blob.empty());
     EXPECT_LT(static_cast<std::uint64_t>(text.capacity()) + static_cast<std::uint64_t>(wide.capacity()) * 4 +
                   static_cast<std::uint64_t>(blob.capacity()),
               4 * 100000);
@@ -347,14 +367,21 @@ TEST(Isxf, ACallersBufferTakesOnlyWhatIsLongerThanItsSize) {
   EXPECT_EQ('\xfe', text[1]);
 }
 
+TEST(Isxf, ASinkMayTakeAnItemInPartsButNotLeaveItsRest) {
+  Sink sink(2, 9);
+  CISXFWriter writer(sink);
+  writer.PutInt32(-2);
+  EXPECT_EQ("4: CISXFWriter::_Write - the sink takes no more\n  expected size = 7\n  real size     = 4",
+            FailureOf<isxfExp>([&] { writer.PutBlob("ab", 2); }));
+  EXPECT_STREQ("03FEFFFFFF0C020000", sink.Bytes().hex().data());
+}
+
 TEST(Isxf, RefusesContentThatALengthCannotTell) {
-  const char text[1] = {};
+  Sink sink(0, 0);
   EXPECT_EQ("4: CISXFWriter::PutString - string too long\n  length   = 4294967296\n  at most  = 4294967295",
-            FailureOf<isxfExp>([&] {
-              stringEx bytes;
-              CGenericSeekableSink<CByteIO> sink{CByteIO(&bytes)};
-              CISXFWriter(sink).PutString(text, std::uint64_t{1} << 32);
-            }));
+            FailureOf<isxfExp>([&] { CISXFWriter(sink).PutString("", std::uint64_t{1} << 32); }));
+  EXPECT_EQ("4: CISXFWriter::PutWString - string too long\n  length   = 1073741824\n  at most  = 1073741823",
+            FailureOf<isxfExp>([&] { CISXFWriter(sink).PutWString(L"", std::uint64_t{1} << 30); }));
 }
 
 // What comes before the changed byte is read as it was, and what one byte makes of the rest is read or refused.

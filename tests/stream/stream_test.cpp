@@ -148,6 +148,9 @@ TEST_F(Streams, MemoryIsReadAndWrittenAtAnyPosition) {
   EXPECT_EQ(1u, synth.Write("!", 1));
   EXPECT_EQ(stringEx("abXYZf\0\0!", 9), text);
   EXPECT_EQ(stringEx("abcdef"), share) << "who shares the text keeps it";
+  EXPECT_EQ(2, synth.SeekBegin(2));
+  EXPECT_EQ(3u, synth.Write(text.data(), 3)) << "a part of itself";
+  EXPECT_EQ(stringEx("ababXf\0\0!", 9), text);
   EXPECT_EQ(-4, synth.SeekBegin(-4));
   EXPECT_TRUE(synth.IsEof());
   EXPECT_EQ("", ReadFrom(synth, 9)) << "before the start is no byte either";
@@ -207,9 +210,11 @@ TEST_F(Streams, SeeksOfABufferedSourceDropWhatWasReadAhead) {
   EXPECT_EQ(content.substr(13, 1), ReadFrom(source, 1)) << "a refused seek drops nothing";
   EXPECT_EQ(50, source.SeekBegin(50));
   EXPECT_EQ(content.substr(50, 1), ReadFrom(source, 1));
-  EXPECT_EQ(99, source.SeekEnd(-1));
-  EXPECT_FALSE(source.IsEof());
+  EXPECT_EQ(98, source.SeekEnd(-2));
+  EXPECT_EQ(content.substr(98, 1), ReadFrom(source, 1));
+  EXPECT_FALSE(source.IsEof()) << "the file is at its end, the reader is not";
   EXPECT_EQ(content.substr(99), ReadFrom(source, 5));
+  EXPECT_TRUE(source.IsEof());
   EXPECT_EQ(100, source.GetSize());
 }
 

@@ -62,24 +62,22 @@ class CISXFBasic {
   std::int64_t GetCheckBound() const noexcept { return checkBound_; }
 
  protected:
-  CISXFBasic(IDataObject& stream, std::int64_t bound) noexcept : checkBound_(bound), stream_(&stream) {}
+  CISXFBasic(IDataObject& stream, std::int64_t bound) noexcept : stream_(&stream), checkBound_(bound) {}
   ~CISXFBasic() = default;
 
-  void _CheckBound(std::uint64_t size) {
+  void _CheckBound(std::uint64_t size) {  // of one access, and so far from any overflow
     if (checkBound_ == isxfNoBound) return;
-    const auto left =
-        static_cast<std::int64_t>(static_cast<std::uint64_t>(checkBound_) - size);  // sizes are below 2^33
+    const auto left = static_cast<std::int64_t>(static_cast<std::uint64_t>(checkBound_) - size);
     if (left < 0 || checkBound_ < 0) RefuseBound(size, left);
     checkBound_ = left;
   }
+
+  IDataObject* stream_;
 
  private:
   [[noreturn]] void RefuseBound(std::uint64_t size, std::int64_t left);
 
   std::int64_t checkBound_;
-
- protected:
-  IDataObject* stream_;
 };
 
 /// Reads items from a source, one after the other.

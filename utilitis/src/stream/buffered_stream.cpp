@@ -47,7 +47,7 @@ std::size_t CBufferedSeekableSource<T>::Read(void* buffer, std::size_t size) {
       *static_cast<unsigned char*>(buffer) = buffer_.data()[position_++];
       return 1;
     }
-    std::memcpy(buffer, buffer_.data() + position_, size);
+    if (size != 0) std::memcpy(buffer, buffer_.data() + position_, size);
     position_ += size;
     return size;
   }
