@@ -339,6 +339,8 @@ std::set<int> NicesOfChild() {
 }
 
 TEST_P(PriorityTest, IsThatOfTheProcess) {
+  const auto nice = GetParam().nice;
+  if (nice && *nice < getpriority(PRIO_PROCESS, 0) && geteuid() != 0) GTEST_SKIP() << "not allowed here";
   WriteSource(8);
   std::set<int> nices;
   const auto look = [&](std::string_view screen) {
@@ -346,7 +348,7 @@ TEST_P(PriorityTest, IsThatOfTheProcess) {
   };
   Run({GetParam().option, "-sector:512"}, {.onScreen = look});
   ExpectCompleteRun();
-  EXPECT_EQ(nices, std::set<int>{GetParam().nice.value_or(getpriority(PRIO_PROCESS, 0))});
+  EXPECT_EQ(nices, std::set<int>{nice.value_or(getpriority(PRIO_PROCESS, 0))});
 }
 
 const PRIORITYCASE priorities[] = {

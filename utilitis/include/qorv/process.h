@@ -25,11 +25,12 @@ inline constexpr std::uint32_t realtime = 6;  ///< nice value -20
 /// by as many as you like.
 class CProcess {
  public:
-  /// The running process. std::bad_alloc.
+  /// The running process.
   CProcess();
 
   /// `number` is one of processPriority. Returns what setpriority returns: -1, with errno, where the right to it is
-  /// missing, and for a number that is none. procExp, code 0, if the scheduling policy cannot be set.
+  /// missing, and for a number that is none. procExp, code 0, if the scheduling policy cannot be set. The nice
+  /// value is that of all threads; where the policy belongs to a thread, its priority is that of the first.
   int SetPriority(std::uint32_t number);
 
   static std::uint32_t GetCurrentPid() noexcept;
@@ -55,7 +56,7 @@ struct PLATFORMINFO {
   std::uint32_t version[2] = {};
   std::uint32_t serviceLevel[2] = {};
   stringEx versionText;
-  std::uint32_t pageSize = 0;  ///< bytes
+  std::uint32_t pageSize = 0;  ///< bytes; 0 where the system does not tell
   std::uint32_t processor = 0;
   std::uint32_t systemWidth = 0;  ///< bits
   bool isMultiProcessor = false;
@@ -82,7 +83,7 @@ class CPlatform {
   static stringEx BuildOptionText();
 };
 
-/// Flushes the default log, if asked to, and ends the process at once with status 255: nothing is unwound, no
+/// Flushes the default log, if asked to, as CLog::GFlushLast does, and ends the process at once with status 255: nothing is unwound, no
 /// destructor and no exit handler runs.
 [[noreturn]] void FatalExit(bool flush) noexcept;
 

@@ -9,7 +9,10 @@ namespace Qorv {
 namespace {
 
 #ifdef __clang__
-constexpr auto compiler = "CLANG[" __clang_version__ "; ";
+#define QORV_TEXT_OF(number) QORV_TEXT(number)
+#define QORV_TEXT(number) #number
+constexpr auto compiler = "CLANG[" QORV_TEXT_OF(__clang_major__) "." QORV_TEXT_OF(
+    __clang_minor__) "." QORV_TEXT_OF(__clang_patchlevel__) "; ";
 #else
 constexpr auto compiler = "GCC[" __VERSION__ "; ";
 #endif
@@ -27,7 +30,7 @@ constexpr bool isRelease = false;
 }  // namespace
 
 stringEx CPlatform::CompilerText() {
-  return stringEx(compiler) + standardLibrary + "]";
+  return stringEx(compiler) + standardLibrary + "]; ";
 }
 
 stringEx CPlatform::BuildOptionText() {

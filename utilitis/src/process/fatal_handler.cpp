@@ -1,6 +1,7 @@
 #include <qorv/fatal_handler.h>
 
 #include <signal.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -29,10 +30,12 @@ std::int64_t memoryEnds = 0;
 volatile sig_atomic_t hasSignal = 0;
 
 // A process that dies without a log that takes the report would do so without a word.
+// Asks for no memory, which may be what there is none of.
 void SayOnStandardError(const stringEx& text) {
-  const stringEx line = text + "\n";
+  char lineEnd = '\n';
+  const iovec parts[] = {{const_cast<char*>(text.data()), text.length()}, {&lineEnd, 1}};
   [[maybe_unused]] const ssize_t written =
-      IMPL::RetryOnEintr([&line] { return ::write(STDERR_FILENO, line.data(), line.length()); });
+      IMPL::RetryOnEintr([&parts] { return ::writev(STDERR_FILENO, parts, 2); });
 }
 
 void Say(const stringEx& text) {
@@ -49,7 +52,7 @@ stringEx StackTrace() {
 void SayTrace() {
   stringEx trace = StackTrace();
   if (trace.empty()) return;
-  trace.trim_right("\n");
+  if (trace.ends_with_any("\n")) trace.truncate(trace.length() - 1);
   trace += "\n@ tid = ";
   trace.append_uint(TThread::CurrentThreadId());
   Say(trace);
@@ -85,7 +88,6 @@ void OnSignal(int number, siginfo_t* info, void* context) {
       Say("unrecoverable underlaying error ocurred: "_sv + IMPL::DescribeSignal(number, *info, context));
       SayTrace();
     } catch (...) {
-      FatalExit(true);
     }
   }
   FatalExit(false);

@@ -115,7 +115,7 @@ PLATFORMINFO AskPlatform() {
   PLATFORMINFO info;
   info.family = unixFamily;
   info.product = IMPL::platform::ProductCode();
-  info.isMultiProcessor = IMPL::MultiProcessor;
+  info.isMultiProcessor = IMPL::platform::ProcessorCount() > 1;
   if (const long size = ::sysconf(_SC_PAGESIZE); size > 0) info.pageSize = static_cast<std::uint32_t>(size);
   utsname system;
   if (::uname(&system) < 0) return info;
@@ -123,7 +123,7 @@ PLATFORMINFO AskPlatform() {
   ReadVersion(info.versionText, info);
   const stringEx machine(system.machine);
   info.processor = ProcessorOf(machine);
-  info.systemWidth = machine.find("64") != npos ? 64 : 32;
+  info.systemWidth = std::max(machine.find("64") != npos ? 64U : 32U, CPlatform::GetTargetWidth());
   return info;
 }
 
