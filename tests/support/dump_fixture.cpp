@@ -184,14 +184,16 @@ void DumpTest::RunProbe(const std::string& probe, const std::string& calls) {
 
 void DumpTest::Launch(RUNSPEC& spec, const RUNOPTIONS& options) {
   spec.workingDirectory = folder_;
-  // A size that no memory holds is the tool's to survive, not the sanitizer's to report.
+  // A size that no memory holds is the tool's to survive, not the sanitizer's to report; and a program that dies of
+  // a fault asks for memory inside the signal knowingly: it has nothing left to lose.
   const auto added = [](const char* name, const char* more) {
     const char* const given = std::getenv(name);
     return given != nullptr ? std::string(given) + ':' + more : std::string(more);
   };
   spec.environment = {
       {"ASAN_OPTIONS", added("ASAN_OPTIONS", "allocator_may_return_null=1")},
-      {"TSAN_OPTIONS", added("TSAN_OPTIONS", "allocator_may_return_null=1:atexit_sleep_ms=0")}};
+      {"TSAN_OPTIONS",
+       added("TSAN_OPTIONS", "allocator_may_return_null=1:atexit_sleep_ms=0:report_signal_unsafe=0")}};
   if (spec.unprivileged) {
     fs::permissions(folder_, fs::perms::all);
     spec.environment["GCOV_PREFIX"] = folder_;
