@@ -2,8 +2,6 @@
 // Unicode is lost.
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <vector>
 
@@ -11,6 +9,7 @@
 #include <qorv/textconv.h>
 
 #include "TextConv/lib_iconv.h"
+#include "require.h"
 
 namespace {
 
@@ -32,12 +31,6 @@ Qorv::TTextConv* Conv(std::size_t index) {
     }
   }
   return made[index].get();
-}
-
-void Require(bool condition, const char* what) {
-  if (condition) return;
-  std::fprintf(stderr, "not so: %s\n", what);
-  std::abort();
 }
 
 }  // namespace

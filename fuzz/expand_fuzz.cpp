@@ -3,22 +3,16 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <vector>
 
 #include <qorv/string.h>
+
+#include "require.h"
 
 namespace {
 
 using Qorv::stringEx;
 using Qorv::wstringEx;
-
-void Require(bool condition, const char* what) {
-  if (condition) return;
-  std::fprintf(stderr, "not so: %s\n", what);
-  std::abort();
-}
 
 // Puts back the markers and as much of the token as it claims to have consumed. The token says what to answer.
 template <class String>

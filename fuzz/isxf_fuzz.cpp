@@ -2,25 +2,18 @@
 // follows what has come; and what it has read comes back when it is written.
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <utility>
 
 #include <qorv/error.h>
 #include <qorv/isxf.h>
 #include <qorv/stream.h>
 
+#include "require.h"
 #include "stream/isxf_items.h"
 
 namespace {
 
 using namespace Qorv;
-
-void Require(bool condition, const char* what) {
-  if (condition) return;
-  std::fprintf(stderr, "not so: %s\n", what);
-  std::abort();
-}
 
 // Reads in parts, so that short counts come to pass, and counts what went out.
 class CParts : public CGenericSeekableSource<CByteIO> {

@@ -3,23 +3,17 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
 #include <qorv/string.h>
 
+#include "require.h"
+
 namespace {
 
 using Qorv::stringEx;
 using Qorv::wstringEx;
-
-void Require(bool condition, const char* what) {
-  if (condition) return;
-  std::fprintf(stderr, "not so: %s\n", what);
-  std::abort();
-}
 
 void CheckInteger(const stringEx& text, const wstringEx& wide, int base, std::uint32_t flags) {
   std::uint64_t consumed = 0;

@@ -2,24 +2,17 @@
 // of a path are parts of it.
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <vector>
 
 #include <qorv/file.h>
 
 #include "file/dir_volume_table.h"
+#include "require.h"
 
 namespace {
 
 using Qorv::CDir;
 using Qorv::stringEx;
-
-void Require(bool condition, const char* what) {
-  if (condition) return;
-  std::fprintf(stderr, "not so: %s\n", what);
-  std::abort();
-}
 
 void CheckTable(const std::vector<stringEx>& points, std::string_view path) {
   for (const stringEx& point : points)

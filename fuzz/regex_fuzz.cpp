@@ -3,24 +3,18 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include <qorv/regex.h>
 
+#include "require.h"
+
 namespace {
 
 using Qorv::CRegex;
 using Qorv::RANGE;
-
-void Require(bool condition, const char* what) {
-  if (condition) return;
-  std::fprintf(stderr, "not so: %s\n", what);
-  std::abort();
-}
 
 struct Outcome {
   bool isValid = false;

@@ -3,23 +3,17 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
 #include <qorv/string.h>
 
+#include "require.h"
+
 namespace {
 
 using Qorv::stringEx;
 using Qorv::wstringEx;
-
-void Require(bool condition, const char* what) {
-  if (condition) return;
-  std::fprintf(stderr, "not so: %s\n", what);
-  std::abort();
-}
 
 bool AreSame(const stringEx& narrow, const wstringEx& wide) {
   return std::equal(narrow.begin(), narrow.end(), wide.begin(), wide.end(),

@@ -3,8 +3,6 @@
 
 #include <cerrno>
 #include <iterator>
-#include <string_view>
-#include <vector>
 
 #include <qorv/process.h>
 
@@ -17,10 +15,6 @@ namespace Qorv {
 namespace {
 
 constexpr int niceValues[] = {20, 10, 5, 0, -5, -10, -20};  // by processPriority
-
-bool HasSpace(std::string_view text) noexcept {
-  return text.find_first_of(" \t\v\r\n") != std::string_view::npos;
-}
 
 }  // namespace
 
@@ -56,26 +50,9 @@ std::uint32_t CProcess::GetCurrentPid() noexcept {
 
 void CProcess::GetCommandLine(stringEx& out) {
   out.clear();
-  stringEx line;
   try {
-    line = IMPL::ReadSystemFile(IMPL::platform::CommandLineFile(), npos);
+    out = IMPL::CommandLineText(IMPL::ReadSystemFile(IMPL::platform::CommandLineFile(), npos));
   } catch (const sysfileExp&) {
-    return;
-  }
-  line.trim_right('\0');
-  if (line.find("\0"_sv) == npos) {
-    out = line;
-    return;
-  }
-  std::vector<RANGE> pieces;
-  line.split("\0"_sv, pieces);
-  for (const RANGE& piece : pieces) {
-    const stringEx argument = line.part(piece);
-    if (&piece != &pieces.front()) out += ' ';
-    const bool isQuoted = HasSpace(argument);
-    if (isQuoted) out += '"';
-    out += argument;
-    if (isQuoted) out += '"';
   }
 }
 
