@@ -1,5 +1,5 @@
-// Any text as the system's table of memory and as its command line: nothing is read beyond it, figures are whole kibibytes,
-// and an argument comes back as it was but for its quotes.
+// Any text as the system's table of memory, as a map of memory and as a command line: nothing is read beyond it, figures are
+// whole kibibytes, and an argument comes back as it was but for its quotes.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -31,6 +31,13 @@ void CheckMemInfo(const std::uint8_t* data, std::size_t size) {
   Require(info.freePhys != unknown || info.freeVirt == unknown, "a sum needs both its parts");
 }
 
+void CheckMemoryMap(std::string_view map) {
+  const std::string_view path = Qorv::IMPL::platform::FindMappedFile(map, 0x7f0000001000);
+  Require(path.empty() || (path.data() > map.data() && path.data() + path.size() <= map.data() + map.size()),
+          "a path is a part of its map");
+  Require(path.find('\n') == std::string_view::npos, "a path is a part of its line");
+}
+
 void CheckCommandLine(std::string_view line) {
   const stringEx text = Qorv::IMPL::CommandLineText(stringEx(line));
   const std::size_t end = line.find_last_not_of('\0') + 1;
@@ -44,6 +51,8 @@ void CheckCommandLine(std::string_view line) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   CheckMemInfo(data, size);
-  CheckCommandLine({reinterpret_cast<const char*>(data), size});
+  const std::string_view text{reinterpret_cast<const char*>(data), size};
+  CheckMemoryMap(text);
+  CheckCommandLine(text);
   return 0;
 }

@@ -170,6 +170,13 @@ std::int64_t CSysFile::Disclaim() {
   return descriptor_;
 }
 
+CSysFile CSysFile::Adopt(std::int64_t descriptor) {
+  CSysFile file;
+  file.counter_ = new Counter(1);
+  file.descriptor_ = descriptor;
+  return file;
+}
+
 void CSysFile::GetStorageInfo(std::uint32_t* sectorSize, std::int64_t* size) {
   if (sectorSize != nullptr) *sectorSize = IsDevice() ? DeviceSectorSize() : VolumeSectorSize();
   if (size != nullptr) *size = GetSize();

@@ -31,7 +31,7 @@ inline constexpr std::uint32_t exclusive = 2;
 /// state     | descriptor | counter | comes from                          | its end
 /// ----------|------------|---------|-------------------------------------|--------------------------------
 /// closed    | -1         | none    | nothing yet, Close                  |
-/// owning    | the file's | shared  | Open, OpenRaw, ReOpen, Duplicate    | closes with the last copy
+/// owning    | the file's | shared  | Open, ReOpen, Duplicate, Adopt      | closes with the last copy
 /// borrowing | the file's | none    | Open of a standard stream, Disclaim | leaves the descriptor open
 ///
 /// Failures are sysfileExp with a number of fileCode. The object has no lock: copies may live in different
@@ -86,6 +86,9 @@ class CSysFile {
   /// Gives the descriptor to the caller, who closes it from then on; the object borrows it. Code 37 where the
   /// descriptor is not owned, or shared with a copy: all stays as it was.
   std::int64_t Disclaim();
+  /// A file for an open descriptor, which is the file's from then on. It has no path. std::bad_alloc leaves the descriptor
+  /// to the caller.
+  static CSysFile Adopt(std::int64_t descriptor);
 
   /// Locks between processes on a range of the file, counted from its start; a length of 0 is all up to the end,
   /// however the file grows. `type` is F_RDLCK or F_WRLCK. The system gives all locks of a process up when the

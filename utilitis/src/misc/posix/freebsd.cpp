@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <string_view>
 
 #include "misc/posix/platform.h"
@@ -112,6 +113,28 @@ int SetNice(int process, int nice) noexcept {
 
 const char* CommandLineFile() noexcept {
   return "/proc/curproc/cmdline";
+}
+
+const char* MemoryMapFile() noexcept {
+  return "/proc/curproc/map";
+}
+
+// Lines are "0xstart 0xend" and ten more fields, the path, and two fields behind it.
+std::string_view FindMappedFile(std::string_view map, std::uint64_t address) noexcept {
+  char wanted[24];
+  const int length =
+      std::snprintf(wanted, sizeof(wanted), "0x%llx ", static_cast<unsigned long long>(address));
+  while (!map.empty()) {
+    std::string_view line = map.substr(0, map.find('\n'));
+    map.remove_prefix(std::min(line.size() + 1, map.size()));
+    if (!line.starts_with(std::string_view(wanted, static_cast<std::size_t>(length)))) continue;
+    for (int field = 0; field < 12; ++field)
+      line.remove_prefix(std::min(line.find(' '), line.size() - 1) + 1);
+    for (int field = 0; field < 2; ++field)
+      line = line.substr(0, line.rfind(' '));
+    return line;
+  }
+  return {};
 }
 
 const char* OwnIconvLibrary() noexcept {

@@ -103,6 +103,10 @@ const char* CommandLineFile() noexcept {
   return "/proc/self/cmdline";
 }
 
+const char* MemoryMapFile() noexcept {
+  return "/proc/self/maps";
+}
+
 const char* OwnIconvLibrary() noexcept {
   return "libc.so.6";
 }

@@ -54,7 +54,29 @@ std::optional<std::uint64_t> MemLine(std::string_view text, std::string_view nam
   return std::nullopt;
 }
 
+// Takes `count` fields, and the blanks around them, off the front.
+void SkipFields(std::string_view& line, int count) noexcept {
+  for (; count > 0; --count) {
+    line.remove_prefix(std::min(line.find(' '), line.size()));
+    line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
+  }
+}
+
 }  // namespace
+
+// Lines are "start-end rights offset device node path", with numbers in hexadecimal.
+std::string_view FindMappedFile(std::string_view map, std::uint64_t address) noexcept {
+  while (!map.empty()) {
+    std::string_view line = map.substr(0, map.find('\n'));
+    map.remove_prefix(std::min(line.size() + 1, map.size()));
+    std::uint64_t start = 0;
+    const auto number = std::from_chars(line.data(), line.data() + line.size(), start, 16);
+    if (number.ec != std::errc() || start != address) continue;
+    SkipFields(line, 5);
+    return line;
+  }
+  return {};
+}
 
 int SysfsSectorSize(const char* sysRoot, unsigned major, unsigned minor, std::uint32_t* sectorSize) noexcept {
   // A partition has no queue of its own: the second place is the disk around it.

@@ -54,6 +54,12 @@ std::int64_t Uptime() noexcept;
 /// Path of the file that holds the process's arguments, each with a zero behind it.
 const char* CommandLineFile() noexcept;
 
+/// Path of the file that tells what is mapped into the process's memory, and where.
+const char* MemoryMapFile() noexcept;
+
+/// The path on the line of such a file's text that begins at `address`; empty if there is none.
+std::string_view FindMappedFile(std::string_view map, std::uint64_t address) noexcept;
+
 /// Sector size in bytes of the device behind `descriptor`. Returns 0 or an errno.
 int DeviceSectorSize(int descriptor, std::uint32_t* sectorSize) noexcept;
 
