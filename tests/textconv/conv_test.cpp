@@ -14,7 +14,10 @@
 #include "TextConv/lib_iconv.h"
 #include "TextConv/lib_icu.h"
 #include "support/failure.h"
+#include "support/refusal.h"
 #include "support/row_name.h"
+
+REFUSABLE(dlclose, (void* handle), (handle))  // NOLINT
 
 namespace {
 
@@ -203,6 +206,15 @@ const LOSSCASE losses[] = {
      "b",
      L"b"},
     {"NoPair", "GBK", "a\xd6", L"a"},
+    {"WrongSecondByte", "GBK",
+     "a\xd6 "
+     "b",
+     L"a b"},
+    {"NoPairJis", "SHIFT_JIS", "a\x93", L"a"},
+    {"WrongSecondByteJis", "SHIFT_JIS",
+     "a\x93 "
+     "b",
+     L"a b"},
     {"OddUnit", "UTF-16LE", "a\0b"s, L"a"},
     {"LoneSurrogate", "UTF-16LE",
      "\0\xd8"
@@ -235,7 +247,8 @@ TEST(Iconv, DropsCharactersWithoutAPlace) {
 
 TEST(Iconv, OpensByNameAndByPage) {
   EXPECT_EQ(936u, CTextLibIConv(Text("gbk")).GetCodePage());
-  EXPECT_EQ(0u, CTextLibIConv(Text("CP1140")).GetCodePage());
+  EXPECT_EQ(1140u, CTextLibIConv(Text("CP1140")).GetCodePage());
+  EXPECT_EQ(0u, CTextLibIConv(Text("IBM1140")).GetCodePage());
   EXPECT_STREQ("BIG5", CTextLibIConv(950).GetEncoding().data());
   const std::string heading = "3: CTextLibIConv::CTextLibIConv - failed init encoding convertion\n";
   EXPECT_EQ(heading + "  encoding name = klingon (0)",
@@ -247,7 +260,9 @@ TEST(Iconv, OpensByNameAndByPage) {
 #ifdef ICU_MAJOR
 TEST(Icu, OpensByNameAndByPage) {
   setenv("QORV_LIBICU_VER", ICU_MAJOR, 1);
-  EXPECT_STREQ("windows-1252", CTextLibIcu(1252).GetEncoding().data());
+  const CTextLibIcu byPage(1252);
+  EXPECT_STREQ("windows-1252", byPage.GetEncoding().data());
+  EXPECT_EQ(1252u, byPage.Clone()->GetCodePage());
   const std::string heading = "3: CTextLibIcu::CTextLibIcu - failed init encoding convertion\n";
   const std::string error = "\n  error number  = 4\n  error desc    = U_FILE_ACCESS_ERROR";
   EXPECT_EQ(heading + "  encoding name = klingon (0)" + error,
@@ -268,6 +283,24 @@ TEST(Dll, ReportsWhatIsMissing) {
               testing::StartsWith("2: CDllLoader::GetProc - error locating procedure in dynamic library\n"
                                   "  dll path       = libc.so.6\n  path hex code  = 6C6962632E736F2E36\n"
                                   "  proc name      = no_such\n  sys error desc = "));
+}
+
+TEST(Dll, UnloadsOnceAndSaysWhatFailed) {
+  Qorv::CDllLoader library(Text("libc.so.6"));
+  TestSupport::Refuse("dlclose", -1);
+  EXPECT_EQ(
+      "3: CDllLoader::~CDllLoader - error unloading dynamic library\n  dll path       = libc.so.6\n"
+      "  path hex code  = 6C6962632E736F2E36\n  sys error desc = unknwon system error",
+      FailureOf<Qorv::dlllExp>([&] { library.Unload(); }));
+  EXPECT_NO_THROW(library.Unload());
+  EXPECT_THAT(FailureOf<Qorv::dlllExp>([&] { library.GetProc(Text("strlen")); }), testing::StartsWith("2: "));
+}
+
+TEST(Dll, LibraryThatStaysLoadedDoesNoHarm) {
+  TestSupport::Refuse("dlclose", -1);
+  { CTextLibIConv conv(Text("GBK")); }
+  EXPECT_EQ(0, TestSupport::refusal.left) << "the last user unloads";
+  EXPECT_NO_THROW(CTextLibIConv(Text("GBK")));
 }
 
 }  // namespace

@@ -52,7 +52,7 @@ const FRONTCASE cases[] = {
     {"Given", "LANG=de_DE.UTF-8 QORV_DEFAULT_MBCS=' big5 '", "", "big5 de_DE 0 CTextLibIConv 950"},
     {"GivenNothing", "LANG=de_DE.utf-8 QORV_DEFAULT_MBCS=", "", "utf-8 de_DE 1 CTextLibIConv 65001"},
     {"UnknownToAll", "QORV_DEFAULT_MBCS=klingon", "", "klingon en_US 0 CIsoSysDefConv 0"},
-    {"NotInTheTable", "QORV_DEFAULT_MBCS=CP1140", "", "CP1140 en_US 0 CTextLibIConv 0"},
+    {"NotInTheTable", "QORV_DEFAULT_MBCS=IBM1140", "", "IBM1140 en_US 0 CTextLibIConv 0"},
     {"WithoutIconv", "LANG=de_DE.UTF-8 QORV_TEXTCONV_IGNORE_LIST=iconv", "",
      "UTF-8 de_DE 1 CTextLibIcu 65001"},
     {"WithoutBoth", "LANG=de_DE.UTF-8 QORV_TEXTCONV_IGNORE_LIST='iconv;ICU'", "",

@@ -18,7 +18,10 @@ class CDllLoader {
   /// A failure to unload is thrown unless another exception is unwinding.
   ~CDllLoader() noexcept(false);
 
-  /// The address of a symbol, never null; good as long as this object lives.
+  /// Unloads it now; there are no symbols behind that, and a second time does nothing. Code 3, and it counts as unloaded all
+  /// the same.
+  void Unload();
+  /// The address of a symbol, never null; good until it is unloaded. Code 2.
   void* GetProc(const stringEx& name) const;
 
  private:

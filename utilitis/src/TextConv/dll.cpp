@@ -1,5 +1,7 @@
 #include <dlfcn.h>
 
+#include <utility>
+
 #include <qorv/dll.h>
 
 #include "error/message.h"
@@ -40,20 +42,24 @@ CDllLoader::CDllLoader(const wstringEx& name, const wstringEx& extension, const 
                  IMPL::NarrowForSystem(version)) {}
 
 CDllLoader::~CDllLoader() noexcept(false) {
-  if (::dlclose(handle_) == 0) return;
-  IMPL::DropWhileUnwinding([this] {
-    const stringEx error(SystemError());
-    CMessage("CDllLoader::~CDllLoader - error unloading dynamic library\n")
-        .Field("  dll path       = ", path_)
-        .Field("  path hex code  = ", path_.hex())
-        .Field("  sys error desc = ", error)
-        .Throw<dlllExp>(dlllCode::unload);
-  });
+  IMPL::DropWhileUnwinding([this] { Unload(); });
+}
+
+void CDllLoader::Unload() {
+  void* const handle = std::exchange(handle_, nullptr);
+  if (handle == nullptr || ::dlclose(handle) == 0) return;
+  const stringEx error(SystemError());
+  CMessage("CDllLoader::~CDllLoader - error unloading dynamic library\n")
+      .Field("  dll path       = ", path_)
+      .Field("  path hex code  = ", path_.hex())
+      .Field("  sys error desc = ", error)
+      .Throw<dlllExp>(dlllCode::unload);
 }
 
 void* CDllLoader::GetProc(const stringEx& name) const {
   const stringEx zeroEnded(std::string_view{name});
-  if (void* const address = ::dlsym(handle_, zeroEnded.data())) return address;
+  // Without a library the system would look among the program's own symbols.
+  if (void* const address = handle_ != nullptr ? ::dlsym(handle_, zeroEnded.data()) : nullptr) return address;
   const stringEx error(SystemError());
   CMessage("CDllLoader::GetProc - error locating procedure in dynamic library\n")
       .Field("  dll path       = ", path_)

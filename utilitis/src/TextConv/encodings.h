@@ -5,6 +5,8 @@
 #include <span>
 #include <string_view>
 
+#include <qorv/string.h>
+
 namespace Qorv::IMPL {
 
 /// Languages that share their encodings.
@@ -38,6 +40,8 @@ std::span<const ENCODING> Encodings() noexcept;
 
 /// Null where there is none.
 const ENCODING* FindEncoding(std::string_view name) noexcept;
+/// What TTextConv::EncToCP tells of the name; 0 where that fails.
+std::uint32_t PageOfEncoding(const stringEx& name) noexcept;
 /// The first by name with this code page.
 const ENCODING* FindEncoding(std::uint32_t codePage) noexcept;
 

@@ -57,8 +57,7 @@ void CIsoSysDefConv::AppendMBtoWC(wstringEx& dest, const stringEx& source) {
 }
 
 std::uint32_t CIsoSysDefConv::GetCodePage() const {
-  const ENCODING* const row = FindEncoding(std::string_view(GetSysDefEncoding()));
-  return row != nullptr ? row->codePage : 0;
+  return PageOfEncoding(GetSysDefEncoding());
 }
 
 }  // namespace Qorv::IMPL

@@ -55,11 +55,6 @@ constinit IMPL::CLasting<IMPL::CTextLibrary<IMPL::ICONVAPI>> library;
 constexpr auto failed = static_cast<std::size_t>(-1);
 constexpr std::size_t roomSize = 512;  // bytes
 
-std::uint32_t PageOf(const stringEx& encoding) {
-  const IMPL::ENCODING* const row = IMPL::FindEncoding(std::string_view(encoding));
-  return row != nullptr ? row->codePage : 0;
-}
-
 [[noreturn]] void Refuse(std::string_view name, const stringEx& value) {
   IMPL::CMessage("CTextLibIConv::CTextLibIConv - failed init encoding convertion\n")
       .Field(name, value)
@@ -69,7 +64,7 @@ std::uint32_t PageOf(const stringEx& encoding) {
 }  // namespace
 
 CTextLibIConv::CTextLibIConv(const stringEx& encoding)
-    : encoding_(std::string_view(encoding)), codePage_(PageOf(encoding)), api_(library.object) {
+    : encoding_(std::string_view(encoding)), codePage_(IMPL::PageOfEncoding(encoding)), api_(library.object) {
   if (OpenBoth()) return;
   stringEx value(std::string_view{encoding_});
   (value += " (").append_uint(codePage_) += ")";
@@ -101,10 +96,6 @@ CTextLibIConv::~CTextLibIConv() {
   if (!isReleased) {
     CLog::GError("util.textconv"_sv,
                  "CTextLibIConv::~CTextLibIConv - failed release lib iconv's convertion descriptor"_sv);
-  }
-  try {
-  } catch (const qvExp& failure) {
-    CLog::GError("util.textconv"_sv, failure.GetMessage());
   }
 }
 

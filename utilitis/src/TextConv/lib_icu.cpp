@@ -124,10 +124,8 @@ void AppendUtf16(wstringEx& dest, const std::u16string& units) {
 
 CTextLibIcu::CTextLibIcu(const stringEx& encoding)
     : encoding_(std::string_view(encoding)),
-      codePage_([&] {
-        const IMPL::ENCODING* const row = IMPL::FindEncoding(std::string_view(encoding));
-        return row != nullptr ? row->codePage : 0;
-      }()),
+      codePage_(IMPL::PageOfEncoding(encoding)),
+      isByPage_(false),
       api_(library.object) {
   stringEx value(std::string_view{encoding_});
   (value += " (").append_uint(codePage_) += ")";
@@ -135,7 +133,10 @@ CTextLibIcu::CTextLibIcu(const stringEx& encoding)
 }
 
 CTextLibIcu::CTextLibIcu(std::uint32_t codePage)
-    : encoding_(stringEx("windows-").append_uint(codePage)), codePage_(codePage), api_(library.object) {
+    : encoding_(stringEx("windows-").append_uint(codePage)),
+      codePage_(codePage),
+      isByPage_(true),
+      api_(library.object) {
   OpenConverter("  code page     = ", stringEx().append_uint(codePage));
 }
 
@@ -152,14 +153,10 @@ void CTextLibIcu::OpenConverter(std::string_view fieldName, const stringEx& fiel
 
 CTextLibIcu::~CTextLibIcu() {
   api_->close(converter_);
-  try {
-  } catch (const qvExp& failure) {
-    CLog::GError("util.textconv"_sv, failure.GetMessage());
-  }
 }
 
 std::unique_ptr<TTextConv> CTextLibIcu::Clone() const {
-  return Clone(encoding_);
+  return isByPage_ ? Clone(codePage_) : Clone(encoding_);
 }
 
 std::unique_ptr<TTextConv> CTextLibIcu::Clone(const stringEx& encoding) const {
@@ -190,7 +187,8 @@ void CTextLibIcu::AppendWCtoMB(stringEx& dest, const wstringEx& source) {
   std::string bytes(static_cast<std::size_t>(size), '\0');
   error = noError;
   api_->fromUChars(converter_, bytes.data(), size, units.data(), length, &error);
-  if (error > noError) Refuse("CTextLibIcu::WCtoMB - failed converting string\n", error);
+  // Named like the other direction; whoever looks for the text knows it so.
+  if (error > noError) Refuse("CTextLibIcu::MBtoWC - failed converting string\n", error);
   dest.append(bytes.data(), bytes.size());
 }
 

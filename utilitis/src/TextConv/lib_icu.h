@@ -33,6 +33,7 @@ class CTextLibIcu final : public TTextConv {
 
   const stringEx encoding_;
   const std::uint32_t codePage_;
+  const bool isByPage_;
   const IMPL::CLibraryUse<IMPL::ICUAPI> api_;
   void* converter_ = nullptr;
   FASTKSV_PCLOCK lock_;

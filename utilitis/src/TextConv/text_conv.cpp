@@ -37,6 +37,12 @@ std::optional<std::uint32_t> NumberedPage(const stringEx& name) {
   return page;
 }
 
+std::optional<std::uint32_t> FindPage(const stringEx& name) {
+  if (const auto page = NumberedPage(name)) return page;
+  const ENCODING* const row = FindEncoding(std::string_view(name));
+  return row != nullptr ? std::optional(row->codePage) : std::nullopt;
+}
+
 }  // namespace
 
 std::unique_ptr<TTextConv> TTextConv::Clone() const {
@@ -79,9 +85,12 @@ void TTextConv::MBtoWC(wstringEx& dest, const stringEx& source) {
   AppendMBtoWC(dest, source);
 }
 
+std::uint32_t IMPL::PageOfEncoding(const stringEx& name) noexcept {
+  return FindPage(name).value_or(0);
+}
+
 std::uint32_t TTextConv::EncToCP(const stringEx& name) {
-  if (const auto page = NumberedPage(name)) return *page;
-  if (const ENCODING* const row = FindEncoding(std::string_view(name))) return row->codePage;
+  if (const auto page = FindPage(name)) return *page;
   CMessage("TTextConv::EncToCP - can't convert the encoding to codepage\n")
       .Field("  encoding name = ", name)
       .Throw<tconvExp>(tconvCode::unknown);

@@ -35,6 +35,7 @@ class CTextLibrary {
     if (--users_ != 0) return;
     api_.reset();
     const auto last = std::move(library_);
+    last->Unload();  // and not by the destructor, from inside of which nothing may be thrown
   }
 
  private:
