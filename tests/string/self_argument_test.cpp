@@ -124,6 +124,12 @@ TEST(SelfArgument, WidensOntoItself) {
   wstringEx bytes(before.data(), before.size());
   stringEx::view({reinterpret_cast<const char*>(bytes.data()), 8}).to_wide_append_to(bytes);
   EXPECT_EQ(std::wstring(bytes), before + std::wstring(L"0\0\0\0001\0\0\0", 8));
+
+  // Long enough for several pieces, and for the target to move in between.
+  wstringEx longer(std::wstring(1000, L'x').c_str());
+  stringEx::view({reinterpret_cast<const char*>(longer.data()), 4000}).to_wide_append_to(longer);
+  EXPECT_EQ(longer.length(), 5000u);
+  EXPECT_EQ(longer.count(L"x"), 2000u);
 }
 
 }  // namespace

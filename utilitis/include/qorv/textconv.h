@@ -39,7 +39,7 @@ class TTextConv {
   virtual std::unique_ptr<TTextConv> Clone() const;
   virtual std::unique_ptr<TTextConv> Clone(const stringEx& encoding) const;
   virtual std::unique_ptr<TTextConv> Clone(std::uint32_t codePage) const;
-  /// Append the converted text to `dest`.
+  /// Append the converted text to `dest`, of which the source is no part.
   virtual void AppendWCtoMB(stringEx& dest, const wstringEx& source);
   virtual void AppendMBtoWC(wstringEx& dest, const stringEx& source);
   virtual stringEx GetEncoding() const;
@@ -59,12 +59,14 @@ class TTextConv {
   static void GetEncInfo(const stringEx& name, ENCODINGINFO& info);
   static void GetEncInfo(std::uint32_t codePage, ENCODINGINFO& info);
   /// Give one encoding after the other, in the order of their names, the first of them by FirstEncoding, which makes the
-  /// iterator. False behind the last.
+  /// iterator. False behind the last. An iterator and its copies are for one thread at a time.
   static bool FirstEncoding(EncodingIterator& iterator, stringEx& name, ENCODINGINFO& info);
   static bool NextEncoding(const EncodingIterator& iterator, stringEx& name, ENCODINGINFO& info);
-  /// Whether two encodings serve the same languages; false for an unknown one, and among Unicode and others.
+  /// Whether two encodings are of one group: those of Europe, of Unicode, and one for each other family of languages. False
+  /// for an unknown one.
   static bool IsSameFamily(const stringEx& left, const stringEx& right);
-  /// The usual encoding of the languages that this one serves; empty for an unknown one.
+  /// The encoding that stands for the group of this one, not that it had the letters of all of them; empty for an unknown
+  /// one.
   static stringEx GetFamilyDefault(const stringEx& name);
 
   /// The encoding of narrow text in this process: QORV_DEFAULT_MBCS, or what stands behind the "." in LC_CTYPE, LANG or
@@ -76,9 +78,11 @@ class TTextConv {
 
   /// The process's own object for the default encoding, from which each thread's is made; it is never destroyed. Its
   /// engine is the first that is to be had and not named in QORV_TEXTCONV_IGNORE_LIST ("ICONV", "ICU", "ISOC", with
-  /// any of ;/|, between them): libiconv, ICU, the system's conversion in the process's locale, this class.
+  /// any of ;/|, between them): libiconv, ICU, the system's conversion in the process's locale (as the
+  /// program has set it: setlocale), this class.
   static TTextConv& GetSysConv();
-  /// The calling thread's object. A thread of the library frees it at its end. tlsExp, code 3.
+  /// The calling thread's object. A thread of the library frees it at its end. On a thread's first call tlsExp, and
+  /// the failures of making an engine.
   static TTextConv& GetThreadConv();
 };
 

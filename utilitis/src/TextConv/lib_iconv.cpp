@@ -33,7 +33,14 @@ struct IMPL::ICONVAPI {
       Locate(library, "libiconv_open"_sv, "libiconv"_sv, "libiconv_close"_sv);
     } catch (const dlllExp&) {
       Locate(library, "iconv_open"_sv, "iconv"_sv, "iconv_close"_sv);
+      isSystems = true;
     }
+  }
+
+  // The system's own functions (glibc 2.36) read on beyond a text in this encoding that is not valid.
+  bool Serves(const stringEx& encoding) const {
+    return !isSystems ||
+           (encoding.compare_nocase("ISO-2022-CN-EXT") != 0 && encoding.compare_nocase("ISO2022CNEXT") != 0);
   }
 
   void Locate(const CDllLoader& library, const stringEx& openName, const stringEx& convertName,
@@ -46,6 +53,7 @@ struct IMPL::ICONVAPI {
   void* (*open)(const char* to, const char* from);
   std::size_t (*convert)(void* descriptor, char** in, std::size_t* inLeft, char** out, std::size_t* outLeft);
   int (*close)(void* descriptor);
+  bool isSystems = false;
 };
 
 namespace {
@@ -79,6 +87,7 @@ CTextLibIConv::CTextLibIConv(std::uint32_t codePage)
 
 // Both, or none.
 bool CTextLibIConv::OpenBoth() {
+  if (!api_->Serves(encoding_)) return false;
   const auto none = reinterpret_cast<void*>(-1);
   const stringEx target = encoding_ + "//IGNORE";
   toWide_ = api_->open("UCS-4LE//IGNORE", encoding_.data());
@@ -138,6 +147,7 @@ void CTextLibIConv::Convert(void* descriptor, const char* data, std::size_t size
     const std::size_t given = std::min(piece, left);
     std::size_t rest = given;
     const int error = run(&in, &rest);
+    if (rest > given) break;  // it has lost its way, and read beyond the text
     std::size_t taken = given - rest;
     if (taken == 0) {
       if (error == EINVAL && given == left) break;

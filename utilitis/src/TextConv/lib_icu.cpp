@@ -48,23 +48,12 @@ struct IMPL::ICUAPI {
     }
   }
 
-  ICUAPI(const ICUAPI&) = delete;
-  ICUAPI& operator=(const ICUAPI&) = delete;
-  // The library keeps converters for later, which nobody could free once it is unloaded.
-  ~ICUAPI() {
-    if (cleanup != nullptr) cleanup();
-  }
-
   void Locate(const CDllLoader& library, const stringEx& suffix) {
     open = Resolve<decltype(open)>(library, "ucnv_open"_sv + suffix);
     close = Resolve<decltype(close)>(library, "ucnv_close"_sv + suffix);
     fromUChars = Resolve<decltype(fromUChars)>(library, "ucnv_fromUChars"_sv + suffix);
     toUChars = Resolve<decltype(toUChars)>(library, "ucnv_toUChars"_sv + suffix);
     errorName = Resolve<decltype(errorName)>(library, "u_errorName"_sv + suffix);
-    try {
-      cleanup = Resolve<decltype(cleanup)>(library, "u_cleanup"_sv + suffix);
-    } catch (const dlllExp&) {
-    }
   }
 
   void* (*open)(const char* name, int* error);
@@ -74,7 +63,6 @@ struct IMPL::ICUAPI {
   std::int32_t (*toUChars)(void* converter, char16_t* dest, std::int32_t capacity, const char* source,
                            std::int32_t length, int* error);
   const char* (*errorName)(int error);
-  void (*cleanup)() = nullptr;  // may be missing
 };
 
 namespace {
@@ -142,6 +130,12 @@ CTextLibIcu::CTextLibIcu(std::uint32_t codePage)
 
 void CTextLibIcu::OpenConverter(std::string_view fieldName, const stringEx& fieldValue) {
   int error = noError;
+  // What is named by its page first goes by the name that the library has for that.
+  if (!isByPage_ && encoding_.compare_nocase(0, 2, "CP") == 0 && codePage_ != 0) {
+    converter_ = api_->open(stringEx("windows-").append_uint(codePage_).data(), &error);
+    if (error <= noError) return;
+    error = noError;
+  }
   converter_ = api_->open(encoding_.data(), &error);
   if (error <= noError) return;
   IMPL::CMessage("CTextLibIcu::CTextLibIcu - failed init encoding convertion\n")

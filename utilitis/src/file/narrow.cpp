@@ -2,7 +2,9 @@
 
 namespace Qorv::IMPL {
 
-stringEx NarrowForSystem(const wstringEx& text) {
+namespace {
+
+stringEx ToUtf8(const wstringEx& text) {
   stringEx out;
   out.reserve(text.length());
   const auto trail = [&out](char32_t bits) { out += static_cast<char>(0x80 | (bits & 0x3f)); };
@@ -27,6 +29,13 @@ stringEx NarrowForSystem(const wstringEx& text) {
     }
   }
   return out;
+}
+
+}  // namespace
+
+stringEx NarrowForSystem(const wstringEx& text) {
+  stringEx narrow = text.to_narrow();
+  return narrow.to_wide() == text ? narrow : ToUtf8(text);
 }
 
 }  // namespace Qorv::IMPL

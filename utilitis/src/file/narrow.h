@@ -5,7 +5,8 @@
 
 namespace Qorv::IMPL {
 
-/// `text` in UTF-8, element by element; '?' for an element that is no character.
+/// `text` in the process's encoding. Where that has no place for all of it, in UTF-8 instead: what was dropped might leave the
+/// name of another file. '?' for an element that is no character.
 stringEx NarrowForSystem(const wstringEx& text);
 
 }  // namespace Qorv::IMPL

@@ -11,7 +11,6 @@ namespace {
 
 template <class T>
 void AppendWide(wstringEx& dest, std::basic_string_view<T> text) {
-  const wstringEx holder = IMPL::HolderFor(dest, {text});
   dest.reserve(IMPL::Total(dest.length(), text.size(), 1));
   for (const T element : text)
     dest += static_cast<wchar_t>(static_cast<unsigned char>(element));
@@ -19,7 +18,6 @@ void AppendWide(wstringEx& dest, std::basic_string_view<T> text) {
 
 template <class T>
 void AppendNarrow(stringEx& dest, std::basic_string_view<T> text) {
-  const stringEx holder = IMPL::HolderFor(dest, {text});
   dest.reserve(IMPL::Total(dest.length(), text.size(), 1));
   for (const T element : text)
     dest += static_cast<char>(element);
@@ -32,6 +30,7 @@ void basic_string_ex<T>::to_wide_append_to(wstringEx& dest) const {
   if constexpr (std::same_as<T, wchar_t>) {
     dest.append(*this);
   } else {
+    const wstringEx holder = IMPL::HolderFor(dest, {text_view(*this)});
     if constexpr (std::same_as<T, char>) {
       if (IMPL::AppendWideByEncoding(dest, *this)) return;
     }
@@ -44,6 +43,7 @@ void basic_string_ex<T>::to_narrow_append_to(stringEx& dest) const {
   if constexpr (std::same_as<T, char>) {
     dest.append(*this);
   } else {
+    const stringEx holder = IMPL::HolderFor(dest, {text_view(*this)});
     if constexpr (std::same_as<T, wchar_t>) {
       if (IMPL::AppendNarrowByEncoding(dest, *this)) return;
     }

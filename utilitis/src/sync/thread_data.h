@@ -35,8 +35,9 @@ class CThreadData {
   void Release() {
     void* const present = slot_.GetValue();
     if (present == nullptr) return;
+    std::list<RECORD> gone;  // dies last: its destructor may come here again
     CSafeScopeLock<FASTKSV_PCLOCK> guard(lock_);
-    records_.erase(static_cast<RECORD*>(present)->place);
+    gone.splice(gone.begin(), records_, static_cast<RECORD*>(present)->place);
     slot_.SetValue(nullptr);
   }
 
