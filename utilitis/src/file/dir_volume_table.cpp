@@ -1,9 +1,6 @@
 #include "file/dir_volume_table.h"
 
-#include <cstdio>
-#include <memory>
-
-#include <qorv/error.h>
+#include <qorv/file.h>
 
 #include "file/dir_common.h"
 #include "process/system_file.h"
@@ -53,14 +50,17 @@ stringEx Unescaped(std::string_view field) {
 }
 
 stringEx ReadOutput(const char* command) {
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> pipe(::popen(command, "re"), &::pclose);
   stringEx output;
-  if (pipe == nullptr) return output;
-  char chunk[1024];
-  while (output.length() < tableLimit) {
-    const std::size_t count = std::fread(chunk, 1, sizeof(chunk), pipe.get());
-    if (count == 0) break;
-    output.append(chunk, count);
+  try {
+    CPipe pipe;
+    pipe.Run(stringEx(command));
+    char chunk[1024];
+    while (output.length() < tableLimit) {
+      const std::size_t count = pipe.Read(chunk, sizeof(chunk));
+      if (count == 0) break;
+      output.append(chunk, count);
+    }
+  } catch (const pipeExp&) {  // what came is what there is
   }
   return output;
 }

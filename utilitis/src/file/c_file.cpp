@@ -1,0 +1,261 @@
+#include <cerrno>
+#include <cstdarg>
+#include <string_view>
+#include <utility>
+
+#include <qorv/file.h>
+
+#include "error/message.h"
+#include "file/narrow.h"
+#include "file/open_mode.h"
+
+namespace Qorv {
+namespace {
+
+using IMPL::CMessage;
+
+constexpr IMPL::ErrnoText streamTexts[] = {
+    {EBADF, "the stream is not open, or not for this"},
+    {EIO, "physical io error"},
+    {EFBIG, "no room for write, or offset out-of-range"},
+    {ENOSPC, "there was no free space remaining on the device containing the file"},
+    {EPIPE, "error writing pipe, pipe has been broken"},
+    {ESPIPE, "the stream is a pipe or a terminal"},
+    {EINVAL, "invalid argument, or the resulting position would be negative"},
+    {EOVERFLOW, "the position cannot be told"},
+    {EISDIR, "the file refers to a directory"},
+};
+
+// What a signal has broken off begins again where it was.
+bool GoesOn(std::FILE* stream) {
+  if (errno != EINTR) return false;
+  std::clearerr(stream);
+  return true;
+}
+
+// 0 or an errno.
+int FlushAll(std::FILE* stream) {
+  while (std::fflush(stream) != 0) {
+    if (GoesOn(stream)) continue;
+    const int error = errno;
+    std::clearerr(stream);
+    return error;
+  }
+  return 0;
+}
+
+}  // namespace
+
+CCFile::CCFile(CCFile&& other) noexcept
+    : stream_(std::exchange(other.stream_, nullptr)), path_(std::move(other.path_)) {}
+
+CCFile& CCFile::operator=(CCFile&& other) {
+  if (this != &other) {
+    CCFile old;
+    std::swap(old.stream_, stream_);
+    old.path_.swap(path_);
+    stream_ = std::exchange(other.stream_, nullptr);
+    path_ = std::move(other.path_);
+  }
+  return *this;
+}
+
+CCFile::~CCFile() noexcept(false) {
+  IMPL::DropWhileUnwinding([this] { Close(); });
+}
+
+void CCFile::Refuse(const char* heading, int error, std::uint32_t code) const {
+  CMessage(heading)
+      .Field("  file path  = ", path_)
+      .Errno("  error code = ", "  error desc = ", error, streamTexts)
+      .Throw<cfileExp>(code);
+}
+
+std::FILE* CCFile::Stream(const char* heading, std::uint32_t code) const {
+  if (stream_ == nullptr) Refuse(heading, EBADF, code);
+  return stream_;
+}
+
+void CCFile::Open(const stringEx& path, const stringEx& mode, std::uint32_t share,
+                  std::uint32_t permissions) {
+  const auto refuse = [&](auto&& tell) {
+    CMessage message("CCFile::Open - failed open file\n");
+    message.Field("  file path = ", path).Field("  open mode = ", mode);
+    tell(message);
+    message.Throw<cfileExp>(fileCode::open);
+  };
+  const auto flags = IMPL::OpenFlags(mode);
+  if (!flags) refuse([](CMessage& message) { message.Field("  error desc = ", "unknown open mode"); });
+  CSysFile file;
+  try {
+    file.Open(path, *flags, 0, share, permissions, 0);
+    Adopt(file, mode);
+  } catch (const sysfileExp& failure) {
+    refuse([&](CMessage& message) { message.Inner(failure); });
+  }
+}
+
+void CCFile::Open(const wstringEx& path, const stringEx& mode, std::uint32_t share,
+                  std::uint32_t permissions) {
+  Open(IMPL::NarrowForSystem(path), mode, share, permissions);
+}
+
+void CCFile::Open(const CSysFile& file, const stringEx& mode) {
+  try {
+    CSysFile own = CSysFile::Duplicate(file);
+    Adopt(own, mode);
+  } catch (const sysfileExp& failure) {
+    CMessage("CCFile::Open - failed open a stream of file\n")
+        .Field("  file path = ", file.GetPath())
+        .Field("  open mode = ", mode)
+        .Inner(failure)
+        .Throw<cfileExp>(fileCode::open);
+  }
+}
+
+// Takes over the descriptor, which nobody else holds.
+void CCFile::Adopt(CSysFile& file, const stringEx& mode) {
+  CCFile fresh;
+  fresh.path_ = file.GetPath();
+  // The file is open already: the rest of the mode has had its effect.
+  stringEx way(std::string_view(mode).substr(0, 1));
+  if (mode.find("+") != npos) way += '+';
+  fresh.stream_ = ::fdopen(static_cast<int>(file.GetSysHandle()), way.data());
+  if (fresh.stream_ == nullptr)
+    fresh.Refuse("CCFile::Open - failed make a stream of file\n", errno, fileCode::open);
+  file.Disclaim();
+  *this = std::move(fresh);
+}
+
+void CCFile::Close() {
+  std::FILE* const stream = std::exchange(stream_, nullptr);
+  const stringEx path = std::exchange(path_, {});
+  if (stream == nullptr) return;
+  int error = FlushAll(stream);
+  if (std::fclose(stream) != 0 && error == 0) error = errno;
+  if (error == 0) return;
+  CMessage("CCFile::Close - error close file stream\n")
+      .Field("  file path  = ", path)
+      .Errno("  error code = ", "  error desc = ", error, streamTexts)
+      .Throw<cfileExp>(fileCode::close);
+}
+
+std::size_t CCFile::Read(void* buffer, std::size_t size) {
+  constexpr const char* heading = "CCFile::Read - failed reading file\n";
+  std::FILE* const stream = Stream(heading, fileCode::read);
+  auto* const bytes = static_cast<unsigned char*>(buffer);
+  std::size_t total = 0;
+  while (total < size) {
+    total += std::fread(bytes + total, 1, size - total, stream);
+    if (total == size || std::ferror(stream) == 0) break;
+    if (GoesOn(stream)) continue;
+    const int error = errno;
+    std::clearerr(stream);
+    if (total != 0) break;
+    Refuse(heading, error, fileCode::read);
+  }
+  return total;
+}
+
+int CCFile::ReadByte() {
+  unsigned char byte = 0;
+  return Read(&byte, 1) == 1 ? byte : EOF;
+}
+
+bool CCFile::ReadLine(stringEx& line) {
+  line.clear();
+  char piece[256];
+  std::size_t count = 0;
+  int byte = 0;
+  while ((byte = ReadByte()) != EOF && byte != '\n') {
+    piece[count++] = static_cast<char>(byte);
+    if (count == sizeof(piece)) line.append(piece, std::exchange(count, 0));
+  }
+  line.append(piece, count);
+  return byte != EOF || !line.empty();
+}
+
+void CCFile::PushBack(unsigned char byte) {
+  constexpr const char* heading = "CCFile::PushBack - no room to push back\n";
+  if (std::ungetc(byte, Stream(heading, fileCode::pushBack)) == EOF)
+    Refuse(heading, ENOSPC, fileCode::pushBack);
+}
+
+bool CCFile::IsEof() {
+  const int byte = ReadByte();
+  if (byte != EOF) PushBack(static_cast<unsigned char>(byte));
+  return byte == EOF;
+}
+
+void CCFile::Write(const void* data, std::size_t size) {
+  constexpr const char* heading = "CCFile::Write - failed writing file\n";
+  std::FILE* const stream = Stream(heading, fileCode::write);
+  const auto* const bytes = static_cast<const unsigned char*>(data);
+  for (std::size_t total = 0; total < size;) {
+    total += std::fwrite(bytes + total, 1, size - total, stream);
+    if (total == size || GoesOn(stream)) continue;
+    const int error = errno;
+    std::clearerr(stream);
+    Refuse(heading, error, error == EPIPE ? fileCode::brokenPipe : fileCode::write);
+  }
+}
+
+void CCFile::Print(const char* format, ...) {
+  stringEx text;
+  std::va_list arguments;
+  va_start(arguments, format);
+  text.vformat(format, arguments);
+  va_end(arguments);
+  Write(text);
+}
+
+void CCFile::Flush() {
+  constexpr const char* heading = "CCFile::Flush - failed flush the file\n";
+  if (const int error = FlushAll(Stream(heading, fileCode::flush)); error != 0)
+    Refuse(heading, error, fileCode::flush);
+}
+
+void CCFile::SetBuffer(int mode, std::size_t size) {
+  constexpr const char* heading = "CCFile::SetBuffer - failed set stream buffer\n";
+  if (std::setvbuf(Stream(heading, fileCode::streamBuffer), nullptr, mode, size) != 0)
+    Refuse(heading, EINVAL, fileCode::streamBuffer);
+}
+
+void CCFile::Seek(const char* heading, std::int64_t offset, int whence) {
+  if (::fseeko(Stream(heading, fileCode::seek), offset, whence) != 0) Refuse(heading, errno, fileCode::seek);
+}
+
+void CCFile::SeekBegin(const std::int64_t& position) {
+  Seek("CCFile::SeekBegin - failed seeking in file\n", position, SEEK_SET);
+}
+
+void CCFile::SeekCurrent(const std::int64_t& offset) {
+  Seek("CCFile::SeekCurrent - failed seeking in file\n", offset, SEEK_CUR);
+}
+
+void CCFile::SeekEnd(const std::int64_t& offset) {
+  Seek("CCFile::SeekEnd - failed seeking in file\n", offset, SEEK_END);
+}
+
+std::int64_t CCFile::GetCurrentPos() const {
+  constexpr const char* heading = "CCFile::GetCurrentPos - failed get current position\n";
+  const off_t position = ::ftello(Stream(heading, fileCode::position));
+  if (position < 0) Refuse(heading, errno, fileCode::position);
+  return position;
+}
+
+std::int64_t CCFile::GetSize() {
+  constexpr const char* heading = "CCFile::GetSize - failed retrive file size\n";
+  std::FILE* const stream = Stream(heading, fileCode::size);
+  const off_t position = ::ftello(stream);
+  if (position < 0 || ::fseeko(stream, 0, SEEK_END) != 0) Refuse(heading, errno, fileCode::size);
+  const off_t size = ::ftello(stream);
+  if (size < 0 || ::fseeko(stream, position, SEEK_SET) != 0) Refuse(heading, errno, fileCode::size);
+  return size;
+}
+
+std::int64_t CCFile::GetSysHandle() const noexcept {
+  return stream_ != nullptr ? ::fileno(stream_) : -1;
+}
+
+}  // namespace Qorv
