@@ -265,7 +265,7 @@ TEST(Isxf, LongTextsComeInPieces) {
   CISXFReader(source).GetString(out);
   EXPECT_EQ(text, out);
   const std::vector<std::size_t>& asked = source.Asked();
-  EXPECT_EQ(200005u, std::accumulate(asked.begin(), asked.end(), std::size_t{0}));
+  EXPECT_EQ(asked, (std::vector<std::size_t>{1, 4, 65536, 65536, 65536, 3392}));
 }
 
 TEST(Isxf, ALengthCostsNoMemoryBeforeItsData) {
@@ -316,6 +316,139 @@ TEST(Isxf, AnUnknownTagIsNotIgnored) {
             : "3: CISXFReader::IgnoreNext - unknown data type\n  type = " + std::to_string(tag);
     EXPECT_EQ(expected, FailureOf<isxfExp>([&] { reader.IgnoreNext(); }));
     EXPECT_EQ(known.count(tag) != 0 ? 0 : tag, reader.GetNextType()) << "it stays";
+  }
+}
+
+// A step of a reader over `bytes` with a bound: its failure, what is left of the bound, and what has been asked of the source.
+struct BOUNDCASE {
+  const char* name;
+  std::string bytes;
+  std::int64_t bound;
+  void (*step)(CISXFReader&);
+  std::string failure;
+  std::int64_t left;
+  std::vector<std::size_t> asked;
+};
+
+class IsxfBound : public testing::TestWithParam<BOUNDCASE> {};
+
+TEST_P(IsxfBound, IsLookedAtBeforeEachStep) {
+  const BOUNDCASE& row = GetParam();
+  Source source{stringEx(row.bytes)};
+  CISXFReader reader(source, row.bound);
+  EXPECT_EQ(row.failure, FailureOf<isxfExp>([&] { row.step(reader); }));
+  EXPECT_EQ(row.left, reader.GetCheckBound());
+  EXPECT_EQ(row.asked, source.Asked());
+}
+
+void ReadString(CISXFReader& reader) {
+  reader.GetString();
+}
+void ReadInto5(CISXFReader& reader) {
+  char buffer[8];
+  reader.GetString(buffer, 5);
+}
+void IgnorePeeked(CISXFReader& reader) {
+  reader.GetNextType();
+  reader.GetNextType();
+  reader.IgnoreNext();
+}
+
+const std::string five("\x0a\x05\0\0\0hello", 10);
+const BOUNDCASE boundCases[] = {
+    {"Tag", five, 0, &ReadString, Overdrawn(1, -1), 0, {}},
+    {"WrongTagBeforeTheBound",
+     five,
+     1,
+     [](CISXFReader& reader) { reader.GetInt64(); },
+     "1: CISXFReader::_GetAndVerifyType - wrong data type\n  expected = 5\n  real     = 10",
+     0,
+     {1}},
+    {"WrongTagIsTaken",
+     five,
+     3,
+     [](CISXFReader& reader) { reader.GetSize(); },
+     "1: CISXFReader::_GetAndVerifyType - wrong data type\n  expected = 132\n  real     = 10",
+     2,
+     {1}},
+    {"Length", five, 4, &ReadString, Overdrawn(4, -1), 0, {1}},
+    {"Content", five, 9, &ReadString, Overdrawn(5, -1), 0, {1, 4}},
+    {"FixedPayload",
+     std::string("\x03\1\0\0\0", 5),
+     4,
+     [](CISXFReader& reader) { reader.GetInt32(); },
+     Overdrawn(4, -1),
+     0,
+     {1}},
+    {"FractionBeyondTheBound",
+     std::string("\x0b\x05\0\0\0aaaaa", 10),
+     9,
+     [](CISXFReader& reader) { reader.GetWString(); },
+     Overdrawn(5, -1),
+     0,
+     {1, 4}},
+    {"BufferBeforeTheBound",
+     five,
+     6,
+     &ReadInto5,
+     "2: CISXFReader::GetString - overflow: buffer too small\n  requested size = 5\n  user supplied  = 5",
+     1,
+     {1, 4}},
+    {"IgnoredContent", five, 9, &IgnorePeeked, Overdrawn(5, -1), 0, {1, 4}},
+    {"IgnoredWhole", five, 10, &IgnorePeeked, "no failure", 0, {1, 4, 5}},
+    {"Negative", five, -7, &ReadString, Overdrawn(1, -8), 0, {}},
+    {"EndAtTheTag",
+     "",
+     isxfNoBound,
+     [](CISXFReader& reader) { reader.GetNextType(); },
+     CutShort(1, 0),
+     isxfNoBound,
+     {1}},
+};
+INSTANTIATE_TEST_SUITE_P(Every, IsxfBound, testing::ValuesIn(boundCases), rowName);
+
+TEST(Isxf, ATargetIsLeftAloneUntilItsContentComes) {
+  const auto read = [](const std::string& bytes, std::int64_t bound) {
+    Source source{stringEx(bytes)};
+    CISXFReader reader(source, bound);
+    stringEx target("before");
+    try {
+      reader.GetString(target);
+    } catch (const isxfExp&) {
+    }
+    return std::string(target);
+  };
+  EXPECT_EQ("before", read(std::string("\x03\1\0\0\0", 5), isxfNoBound));
+  EXPECT_EQ("before", read(five, 9));
+  EXPECT_EQ("", read(std::string(1, '\0'), isxfNoBound)) << "void";
+  EXPECT_EQ("hello", read(five, 10));
+}
+
+class Failing : public TDataSource {
+ public:
+  bool IsValid() const override { return true; }
+  bool IsEof() const override { return false; }
+  std::size_t Read(void*, std::size_t) override { throw ioExp(stringEx("the disk is gone"), 77); }
+};
+
+TEST(Isxf, AFailureOfTheStreamPassesUnchanged) {
+  Failing source;
+  CISXFReader reader(source, 10);
+  EXPECT_EQ("77: the disk is gone", FailureOf<ioExp>([&] { reader.GetInt32(); }));
+  EXPECT_EQ(9, reader.GetCheckBound());
+}
+
+TEST(Isxf, ShortItemsGoOutInOnePiece) {
+  for (const std::uint64_t length : {251u, 252u}) {
+    const std::string text(length, 'x');
+    stringEx bytes;
+    CGenericSeekableSink<CByteIO> sink{CByteIO(&bytes)};
+    EXPECT_EQ(Overdrawn(length + 5, -1), FailureOf<isxfExp>([&] {
+                CISXFWriter(sink, static_cast<std::int64_t>(length) + 4).PutString(text.data(), length);
+              }));
+    EXPECT_TRUE(bytes.empty());
+    CISXFWriter(sink).PutString(text.data(), length);
+    EXPECT_EQ(length + 5, bytes.length());
   }
 }
 

@@ -84,7 +84,7 @@ class CISXFBasic {
 ///
 /// Failures are isxfExp with a number of isxfCode: code 1 for another item than the one asked for, or for void where a
 /// structural item is; 2 for the bound; 3 from IgnoreNext for a tag that stands for nothing; 4 where the data ends within
-/// an item, or at a tag, and for a wide string whose bytes make no whole number of characters. Nothing is rolled back:
+/// an item, or at a tag, and for a wide string, read as text, whose bytes make no whole number of characters. Nothing is rolled back:
 /// what was taken stays taken, a wrong tag included.
 ///
 /// A typed read of a data item gives zero, false or an empty text for void.
@@ -103,7 +103,7 @@ class CISXFReader : public CISXFBasic {
   bool GetBool() { return _GetAndVerifyType(isxfTag::boolTrue); }
 
   /// These grow their target with the data: its memory never goes far beyond what has come, whatever length the item
-  /// claims. When they fail, the target holds a part of what came, or nothing.
+  /// claims. A refusal of tag, length or bound leaves the target as it was; behind that it holds a part of what came.
   void GetString(stringEx& out);
   stringEx GetString();
   void GetWString(wstringEx& out);

@@ -69,17 +69,16 @@ void CISXFReader::RefuseType(std::uint8_t expected, std::uint8_t real) {
       .Throw<isxfExp>(isxfCode::wrongTag);
 }
 
-// Behind the `count` bytes that the source has brought of `size`: it may bring the rest in parts.
+// Behind the `count` bytes that the source has brought of `size`: it may bring the rest in parts, until it brings nothing.
 void CISXFReader::ReadOn(void* out, std::size_t size, std::size_t count) {
-  while (count < size) {
-    const std::size_t more = Source().Read(static_cast<unsigned char*>(out) + count, size - count);
-    if (more == 0) {
+  for (std::size_t last = count; count < size; count += last) {
+    if (last != 0) last = Source().Read(static_cast<unsigned char*>(out) + count, size - count);
+    if (last == 0) {
       CMessage("CISXFReader::_Read - unexpected end of data\n")
           .Field("  expected size = ", size)
           .Field("  real size     = ", count)
           .Throw<isxfExp>(isxfCode::broken);
     }
-    count += more;
   }
 }
 
@@ -178,11 +177,11 @@ void CISXFReader::RefuseFraction(std::uint32_t length) {
 
 template <class T>
 void CISXFReader::ReadText(std::uint8_t tag, basic_string_ex<T>& out) {
-  out.clear();
-  if (!_GetAndVerifyType(tag)) return;
+  if (!_GetAndVerifyType(tag)) return out.clear();
   const auto length = Payload<std::uint32_t>();
-  if (length % sizeof(T) != 0) RefuseFraction(length);
   _CheckBound(length);
+  if (length % sizeof(T) != 0) RefuseFraction(length);
+  out.clear();
   for (std::uint32_t left = length; left != 0;) {
     const std::uint32_t bytes = std::min(left, pieceBytes);
     out.append_by(bytes / sizeof(T), [&](T* room) {
@@ -234,8 +233,8 @@ std::uint32_t CISXFReader::ReadInto(std::uint8_t tag, std::string_view refusal, 
         .Field("  user supplied  = ", room)
         .Throw<isxfExp>(isxfCode::bound);
   }
-  if (buffer != nullptr && length % sizeof(T) != 0) RefuseFraction(length);
   _CheckBound(length);
+  if (buffer != nullptr && length % sizeof(T) != 0) RefuseFraction(length);
   if (buffer == nullptr) {
     Skip(length);
   } else {

@@ -6,14 +6,6 @@ namespace Qorv {
 
 using IMPL::CMessage;
 
-void CISXFBasic::RefuseBound(std::uint64_t size, std::int64_t left) {
-  checkBound_ = 0;
-  CMessage("CISXFBasic::_CheckBound - buffer overflow\n")
-      .Field("  expected size = ", size)
-      .Field("  check bound   = ", left)
-      .Throw<isxfExp>(isxfCode::bound);
-}
-
 void CISXFWriter::PutString(const char* text, std::uint64_t length) {
   PutText(isxfTag::string, "CISXFWriter::PutString - string too long\n", text, length, sizeof(char));
 }
@@ -54,15 +46,14 @@ void CISXFWriter::PutText(std::uint8_t tag, std::string_view refusal, const void
 
 // Behind the `count` bytes that the sink has taken of `size`.
 void CISXFWriter::WriteOn(const void* data, std::size_t size, std::size_t count) {
-  while (count < size) {
-    const std::size_t more = Sink().Write(static_cast<const unsigned char*>(data) + count, size - count);
-    if (more == 0) {
+  for (std::size_t last = count; count < size; count += last) {
+    if (last != 0) last = Sink().Write(static_cast<const unsigned char*>(data) + count, size - count);
+    if (last == 0) {
       CMessage("CISXFWriter::_Write - the sink takes no more\n")
           .Field("  expected size = ", size)
           .Field("  real size     = ", count)
           .Throw<isxfExp>(isxfCode::broken);
     }
-    count += more;
   }
 }
 
