@@ -1,50 +1,26 @@
-#include <cerrno>
-
 #include <qorv/detail/kill_hold.h>
 #include <qorv/sync.h>
 
-#include "error/message.h"
 #include "sync/deadline.h"
+#include "sync/lock_texts.h"
 
 namespace Qorv {
 namespace {
 
-using IMPL::CMessage;
+constexpr auto Check = [](int error, std::string_view heading, IMPL::ErrnoTable texts, std::uint32_t code) {
+  IMPL::CheckStep<eventExp>(error, heading, texts, code);
+};
 using Guard = IMPL::CSafeScopeLock<CMutex>;
-
-constexpr IMPL::ErrnoText createTexts[] = {
-    {EAGAIN, "the system lacked the necessary resources"},
-    {ENOMEM, "insufficient memory"},
-    {EBUSY, "attempt to reinitialize the mutex"},
-    {EINVAL, "invalid attr object"},
-};
-
-constexpr IMPL::ErrnoText waitTexts[] = {
-    {EINVAL, "the value specified by cond or mutex is invalid"},
-    {EPERM, "the mutex was not owned by the current thread at the time of the call"},
-};
-
-constexpr IMPL::ErrnoText timedWaitTexts[] = {
-    {EINVAL, "the value specified by cond, mutex or timeout is invalid"},
-    {EPERM, "the mutex was not owned by the current thread at the time of the call"},
-};
-
-constexpr IMPL::ErrnoText raiseTexts[] = {{EINVAL, "the value specified by cond is invalid"}};
 
 constexpr IMPL::ErrnoText destroyTexts[] = {
     {EBUSY, "attempt to destroy a waiting event"},
     {EINVAL, "the value specified by event is invalid"},
 };
 
-void Check(int error, std::string_view heading, IMPL::ErrnoTable texts, std::uint32_t code) {
-  if (error == 0) return;
-  CMessage(heading).Errno("  error code = ", "  error desc = ", error, texts).Throw<eventExp>(code);
-}
-
 }  // namespace
 
 CEvent::CEvent(bool raised) : raised_(raised) {
-  Check(::pthread_cond_init(&cond_, nullptr), "CEvent::CEvent - failed create event\n", createTexts,
+  Check(::pthread_cond_init(&cond_, nullptr), "CEvent::CEvent - failed create event\n", IMPL::createTexts,
         syncCode::create);
 }
 
@@ -65,7 +41,7 @@ void CEvent::RaiseEvent() {
   Guard guard(mutex_);
   raised_ = true;
   ++raises_;
-  Check(::pthread_cond_broadcast(&cond_), "CEvent/RaiseEvent - failed raise event\n", raiseTexts,
+  Check(::pthread_cond_broadcast(&cond_), "CEvent/RaiseEvent - failed raise event\n", IMPL::raiseTexts,
         syncCode::signal);
 }
 
@@ -115,7 +91,7 @@ void CEvent::Nudge() noexcept {
 
 bool CEvent::WaitEvent() {
   const int error = AwaitRaise([this] { return ::pthread_cond_wait(&cond_, mutex_.GetSysHandle()); });
-  Check(error, "CEvent/WaitEvent - failed wait event\n", waitTexts, syncCode::wait);
+  Check(error, "CEvent/WaitEvent - failed wait event\n", IMPL::waitTexts, syncCode::wait);
   return true;
 }
 
@@ -129,7 +105,7 @@ bool CEvent::TimedWaitEvent(const timespec& deadline) {
   const int error =
       AwaitRaise([&] { return ::pthread_cond_timedwait(&cond_, mutex_.GetSysHandle(), &deadline); });
   if (error == ETIMEDOUT) return false;
-  Check(error, "CEvent/TimedWaitEvent - failed wait event\n", timedWaitTexts, syncCode::wait);
+  Check(error, "CEvent/TimedWaitEvent - failed wait event\n", IMPL::timedWaitTexts, syncCode::wait);
   return true;
 }
 

@@ -1,37 +1,14 @@
-#include <cerrno>
-
 #include <qorv/misc.h>
 #include <qorv/sync.h>
 
-#include "error/message.h"
 #include "sync/deadline.h"
+#include "sync/lock_texts.h"
 
 namespace Qorv {
 namespace {
 
-using IMPL::CMessage;
-
-constexpr IMPL::ErrnoText attributeTexts[] = {{ENOMEM, "insufficient memory exists to initialize the attrs"}};
-constexpr IMPL::ErrnoText typeTexts[] = {{EINVAL, "attr's type value is invalid"}};
-constexpr IMPL::ErrnoText releaseTexts[] = {{EINVAL, "the value specified by attr is invalid"}};
-
-constexpr IMPL::ErrnoText createTexts[] = {
-    {EAGAIN, "the system lacked the necessary resources"},
-    {ENOMEM, "insufficient memory"},
-    {EBUSY, "attempt to reinitialize the mutex"},
-    {EINVAL, "invalid attr object"},
-};
-
-constexpr IMPL::ErrnoText lockTexts[] = {
-    {EINVAL, "mutex object does not correctly initialized"},
-    {EAGAIN, "maximum number of recursive locks has been exceeded"},
-    {EDEADLK, "deadlock detected"},
-};
-
-constexpr IMPL::ErrnoText unlockTexts[] = {
-    {EINVAL, "mutex object does not correctly initialized"},
-    {EAGAIN, "maximum number of recursive locks has been exceeded"},
-    {EPERM, "the current thread does not own the mutex"},
+constexpr auto Check = [](int error, std::string_view heading, IMPL::ErrnoTable texts, std::uint32_t code) {
+  IMPL::CheckStep<mutexExp>(error, heading, texts, code);
 };
 
 constexpr IMPL::ErrnoText destroyTexts[] = {
@@ -39,30 +16,25 @@ constexpr IMPL::ErrnoText destroyTexts[] = {
     {EINVAL, "the value specified by mutex is invalid"},
 };
 
-void Check(int error, std::string_view heading, IMPL::ErrnoTable texts, std::uint32_t code) {
-  if (error == 0) return;
-  CMessage(heading).Errno("  error code = ", "  error desc = ", error, texts).Throw<mutexExp>(code);
-}
-
 // The attributes of a recursive mutex, for the time of its making.
 class CAttributes {
  public:
   CAttributes() {
     Check(::pthread_mutexattr_init(&attributes_), "CMutex::CMutex - failed create mutex attribute\n",
-          attributeTexts, syncCode::create);
+          IMPL::attributeTexts, syncCode::create);
   }
   CAttributes(const CAttributes&) = delete;
   CAttributes& operator=(const CAttributes&) = delete;
   ~CAttributes() noexcept(false) {
     const int error = ::pthread_mutexattr_destroy(&attributes_);
     IMPL::DropWhileUnwinding([=] {
-      Check(error, "CMutex::CMutex - failed release mutex attribute\n", releaseTexts, syncCode::create);
+      Check(error, "CMutex::CMutex - failed release mutex attribute\n", IMPL::releaseTexts, syncCode::create);
     });
   }
 
   const pthread_mutexattr_t* MakeRecursive() {
     Check(::pthread_mutexattr_settype(&attributes_, PTHREAD_MUTEX_RECURSIVE),
-          "CMutex::CMutex - failed create mutex (set type)\n", typeTexts, syncCode::create);
+          "CMutex::CMutex - failed create mutex (set type)\n", IMPL::typeTexts, syncCode::create);
     return &attributes_;
   }
 
@@ -78,7 +50,7 @@ CMutex::CMutex(bool locked) QORV_NO_THREAD_SAFETY_ANALYSIS {
     {
       CAttributes attributes;
       Check(::pthread_mutex_init(&mutex_, attributes.MakeRecursive()),
-            "CMutex::CMutex - failed create mutex\n", createTexts, syncCode::create);
+            "CMutex::CMutex - failed create mutex\n", IMPL::createTexts, syncCode::create);
       isMade = true;
     }
     if (locked) Lock();
@@ -95,13 +67,13 @@ CMutex::~CMutex() noexcept(false) {
 }
 
 void CMutex::Lock() QORV_NO_THREAD_SAFETY_ANALYSIS {
-  Check(::pthread_mutex_lock(&mutex_), "CMutex::Lock - failed lock mutex\n", lockTexts, syncCode::wait);
+  Check(::pthread_mutex_lock(&mutex_), "CMutex::Lock - failed lock mutex\n", IMPL::lockTexts, syncCode::wait);
 }
 
 bool CMutex::TryLock() QORV_NO_THREAD_SAFETY_ANALYSIS {
   const int error = ::pthread_mutex_trylock(&mutex_);
   if (error == EBUSY) return false;
-  Check(error, "CMutex::TryLock - failed lock mutex\n", lockTexts, syncCode::wait);
+  Check(error, "CMutex::TryLock - failed lock mutex\n", IMPL::lockTexts, syncCode::wait);
   return true;
 }
 
@@ -115,12 +87,12 @@ bool CMutex::TimedLock(std::uint32_t milliseconds) QORV_NO_THREAD_SAFETY_ANALYSI
 bool CMutex::TimedLock(const timespec& deadline) QORV_NO_THREAD_SAFETY_ANALYSIS {
   const int error = ::pthread_mutex_timedlock(&mutex_, &deadline);
   if (error == ETIMEDOUT) return false;
-  Check(error, "CMutex/TimedLock - failed lock mutex\n", lockTexts, syncCode::wait);
+  Check(error, "CMutex/TimedLock - failed lock mutex\n", IMPL::lockTexts, syncCode::wait);
   return true;
 }
 
 void CMutex::Unlock() QORV_NO_THREAD_SAFETY_ANALYSIS {
-  Check(::pthread_mutex_unlock(&mutex_), "CMutex::Unlock - failed unlock mutex\n", unlockTexts,
+  Check(::pthread_mutex_unlock(&mutex_), "CMutex::Unlock - failed unlock mutex\n", IMPL::unlockTexts,
         syncCode::unlock);
 }
 

@@ -5,6 +5,7 @@
 #include "error/message.h"
 #include "misc/posix/platform.h"
 #include "sync/deadline.h"
+#include "sync/sem_calls.h"
 
 namespace Qorv {
 namespace {
@@ -58,32 +59,33 @@ CSem::~CSem() noexcept(false) {
   });
 }
 
-bool CSem::P() {
-  if (IMPL::RetryOnEintr([this] { return ::sem_wait(&sem_); }) == 0) return true;
-  ThrowWait(errno);
+void IMPL::WaitSem(sem_t* sem) {
+  if (RetryOnEintr([=] { return ::sem_wait(sem); }) != 0) ThrowWait(errno);
 }
 
-bool CSem::InterruptibleP() {
-  if (::sem_wait(&sem_) == 0) return true;
+bool IMPL::WaitSemOrSignal(sem_t* sem) {
+  if (::sem_wait(sem) == 0) return true;
   if (errno == EINTR) return false;
   ThrowWait(errno);
 }
 
-bool CSem::TryP() {
-  if (IMPL::RetryOnEintr([this] { return ::sem_trywait(&sem_); }) == 0) return true;
+bool IMPL::TrySem(sem_t* sem) {
+  if (RetryOnEintr([=] { return ::sem_trywait(sem); }) == 0) return true;
   if (errno == EAGAIN) return false;
   ThrowWait(errno);
 }
 
-bool CSem::TimedP(std::uint32_t milliseconds) {
-  if (milliseconds == waitForever) return P();
-  if (TryP()) return true;  // without asking for the time
-  if (milliseconds == 0) return false;
-  return TimedP(IMPL::DeadlineIn(milliseconds));
+bool IMPL::WaitSemFor(sem_t* sem, std::uint32_t milliseconds) {
+  if (milliseconds == waitForever) {
+    WaitSem(sem);
+    return true;
+  }
+  if (TrySem(sem)) return true;  // without asking for the time
+  return milliseconds != 0 && WaitSemUntil(sem, DeadlineIn(milliseconds));
 }
 
-bool CSem::TimedP(const timespec& deadline) {
-  if (IMPL::RetryOnEintr([&] { return ::sem_timedwait(&sem_, &deadline); }) == 0) return true;
+bool IMPL::WaitSemUntil(sem_t* sem, const timespec& deadline) {
+  if (RetryOnEintr([&] { return ::sem_timedwait(sem, &deadline); }) == 0) return true;
   const int error = errno;
   if (error == ETIMEDOUT) return false;
   CMessage("CSem/TimedWait - failed P a semaphore\n")
@@ -91,9 +93,9 @@ bool CSem::TimedP(const timespec& deadline) {
       .Throw<semExp>(syncCode::wait);
 }
 
-void CSem::V(std::uint32_t n) {
+void IMPL::PostSem(sem_t* sem, std::uint32_t n) {
   for (; n > 0; --n) {
-    if (::sem_post(&sem_) == 0) continue;
+    if (::sem_post(sem) == 0) continue;
     const int error = errno;
     // The heading is that of P, and the description the same for every number. Both are meant.
     CMessage("CSem::P - failed P a semaphore\n")
@@ -101,6 +103,31 @@ void CSem::V(std::uint32_t n) {
         .Field("  error desc = ", "current object is not a valid semaphore")
         .Throw<semExp>(syncCode::wait);
   }
+}
+
+bool CSem::P() {
+  IMPL::WaitSem(&sem_);
+  return true;
+}
+
+bool CSem::InterruptibleP() {
+  return IMPL::WaitSemOrSignal(&sem_);
+}
+
+bool CSem::TryP() {
+  return IMPL::TrySem(&sem_);
+}
+
+bool CSem::TimedP(std::uint32_t milliseconds) {
+  return IMPL::WaitSemFor(&sem_, milliseconds);
+}
+
+bool CSem::TimedP(const timespec& deadline) {
+  return IMPL::WaitSemUntil(&sem_, deadline);
+}
+
+void CSem::V(std::uint32_t n) {
+  IMPL::PostSem(&sem_, n);
 }
 
 }  // namespace Qorv

@@ -1,0 +1,125 @@
+#include <fcntl.h>
+
+#include <cerrno>
+#include <tuple>
+
+#include <qorv/misc.h>
+#include <qorv/sync.h>
+
+#include "file/narrow.h"
+#include "sync/deadline.h"
+#include "sync/lock_texts.h"
+
+namespace Qorv {
+namespace {
+
+constexpr auto Check = [](int error, std::string_view heading, IMPL::ErrnoTable texts, std::uint32_t code) {
+  IMPL::CheckStep<eventExp>(error, heading, texts, code);
+};
+using Guard = IMPL::CSafeScopeLock<CProcMutex>;
+
+// How long a waiter sleeps at a time: until it asks whether it is to be killed, and looks itself whether it has been woken.
+constexpr std::uint32_t slice = 100;  // milliseconds
+
+bool IsEarlier(const timespec& a, const timespec& b) noexcept {
+  return std::tie(a.tv_sec, a.tv_nsec) < std::tie(b.tv_sec, b.tv_nsec);
+}
+
+stringEx LockName(const stringEx& name) {
+  return name + ".lock";
+}
+
+}  // namespace
+
+struct CProcEvent::BLOCK {
+  pthread_cond_t cond;
+  std::uint32_t isRaised;
+  std::uint32_t raises;
+};
+
+CProcEvent::CProcEvent(const stringEx& name) : CShMem(name, sizeof(BLOCK), O_RDWR), guard_(LockName(name)) {
+  if (!IsCreated()) return;
+  Guard guard(guard_);
+  CreateNamedEvent();
+  SetReady();
+}
+
+CProcEvent::CProcEvent(const wstringEx& name) : CProcEvent(IMPL::NarrowForSystem(name)) {}
+
+void CProcEvent::CreateNamedEvent() {
+  pthread_condattr_t attributes;
+  Check(::pthread_condattr_init(&attributes), "CProcEvent/CreateNamedEvent - failed create event attribute\n",
+        IMPL::attributeTexts, syncCode::create);
+  try {
+    Check(::pthread_condattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED),
+          "CProcEvent/CreateNamedEvent - failed create event (set shared)\n", IMPL::sharedTexts,
+          syncCode::create);
+    Check(::pthread_cond_init(&Block().cond, &attributes),
+          "CProcEvent/CEvent::CEvent - failed create named event\n", IMPL::createTexts, syncCode::create);
+  } catch (...) {
+    ::pthread_condattr_destroy(&attributes);
+    throw;
+  }
+  Check(::pthread_condattr_destroy(&attributes),
+        "CProcEvent/CreateNamedEvent - failed release event attribute\n", IMPL::releaseTexts,
+        syncCode::create);
+}
+
+void CProcEvent::RaiseEvent() {
+  Guard guard(guard_);
+  Block().isRaised = 1;
+  ++Block().raises;
+  Check(::pthread_cond_broadcast(&Block().cond), "CProcEvent/RaiseEvent - failed raise event\n",
+        IMPL::raiseTexts, syncCode::signal);
+}
+
+void CProcEvent::ResetEvent() {
+  Guard guard(guard_);
+  Block().isRaised = 0;
+}
+
+bool CProcEvent::IsRaised() {
+  Guard guard(guard_);
+  return Block().isRaised != 0;
+}
+
+// False when the deadline has come; without one there is none. As with CEvent a wake counts as a raised event, whatever woke
+// the thread. A thread must not be broken off inside the wait itself: the condition would be left waiting for it.
+bool CProcEvent::AwaitRaise(const timespec* deadline) {
+  IMPL::CKillHold hold;
+  bool isWoken = false;
+  {
+    CScopeLock<CProcMutex> guard(guard_);  // a plain one, which leaves the hold open
+    const std::uint32_t raises = Block().raises;
+    isWoken = Block().isRaised != 0;
+    for (bool isLast = false; !isWoken && !isLast && !IMPL::IsKillDue();) {
+      timespec limit = IMPL::DeadlineIn(slice);
+      isLast = deadline != nullptr && !IsEarlier(limit, *deadline);
+      if (isLast) limit = *deadline;
+      const int error = ::pthread_cond_timedwait(&Block().cond, guard_.Mutex(), &limit);
+      if (guard_.Mended(error) != ETIMEDOUT && error != EOWNERDEAD) {
+        Check(error, "CProcEvent/WaitEvent - failed wait event\n", IMPL::timedWaitTexts, syncCode::wait);
+        isWoken = true;
+      }
+      isWoken = isWoken || Block().raises != raises;
+    }
+  }
+  IMPL::BreakOffIfKilled();
+  return isWoken;
+}
+
+bool CProcEvent::WaitEvent() {
+  return AwaitRaise(nullptr);
+}
+
+bool CProcEvent::TimedWaitEvent(std::uint32_t milliseconds) {
+  if (milliseconds == waitForever) return WaitEvent();
+  if (milliseconds == 0) return IsRaised();
+  return TimedWaitEvent(IMPL::DeadlineIn(milliseconds));
+}
+
+bool CProcEvent::TimedWaitEvent(const timespec& deadline) {
+  return AwaitRaise(&deadline);
+}
+
+}  // namespace Qorv
