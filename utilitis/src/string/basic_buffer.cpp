@@ -12,7 +12,7 @@ namespace Qorv {
 namespace {
 
 std::size_t BytesOf(std::uint64_t elements, std::size_t elementSize) {
-  constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<std::ptrdiff_t>::max());
+  constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<std::ptrdiff_t>::max()) - 64;
   if (elements > most / elementSize) throw std::bad_alloc();
   return static_cast<std::size_t>(elements) * elementSize;
 }
@@ -66,27 +66,21 @@ void basic_buffer<T>::MoveTo(std::uint64_t capacity, std::uint64_t keep) {
   swap(fresh);
 }
 
-// Gives the one holder exactly this much room. The count is made first, so that a failure leaves all as it
-// was.
+// Gives the one holder exactly this much room, in one block behind the count. A failure leaves all as it was.
 template <class T>
 void basic_buffer<T>::Resize(std::uint64_t capacity) {
+  static_assert(alignof(T) <= sizeof(counter));
   const std::size_t bytes = BytesOf(capacity, sizeof(T));
-  counter* fresh = count_ == nullptr ? new counter(1) : nullptr;
-  void* room = std::realloc(data_, std::max<std::size_t>(bytes, 1));
-  if (room == nullptr) {
-    delete fresh;
-    throw std::bad_alloc();
-  }
-  data_ = static_cast<T*>(room);
+  void* const block = std::realloc(static_cast<void*>(count_), sizeof(counter) + bytes);
+  if (block == nullptr) throw std::bad_alloc();
+  count_ = new (block) counter(1);
+  data_ = reinterpret_cast<T*>(count_ + 1);
   capacity_ = static_cast<std::int64_t>(capacity);
-  if (fresh != nullptr) count_ = fresh;
 }
 
 template <class T>
 void basic_buffer<T>::Release() noexcept {
-  if (count_->fetch_sub(1, std::memory_order_acq_rel) != 1) return;
-  std::free(data_);
-  delete count_;
+  if (count_->fetch_sub(1, std::memory_order_acq_rel) == 1) std::free(count_);
 }
 
 template class basic_buffer<char>;

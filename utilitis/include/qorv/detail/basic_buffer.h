@@ -13,7 +13,7 @@ namespace Qorv {
 /// kind         | data          | count | capacity
 /// -------------|---------------|-------|----------------------------------
 /// empty        | null          | null  | 0
-/// owner        | heap          | heap  | elements of room
+/// owner        | behind count  | heap  | elements of room
 /// literal view | constant text | null  | viewCapacity
 ///
 /// A view owns and frees nothing, and a copy of it is another view. It is read-only: reserve does nothing on
