@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <limits>
 #include <new>
 #include <string>
 #include <utility>
@@ -19,12 +20,13 @@
 
 namespace {
 
-// The sizes that the system was asked for since a test began to watch, and what its writes are to do.
+// The sizes that the system was asked for since a test began to watch, and what they are to do.
 struct SYSTEM {
   std::vector<std::size_t> reads;
   std::vector<std::size_t> writes;
   std::size_t writeAtMost = SIZE_MAX;
   std::size_t writesLeft = SIZE_MAX;  // before the disk is full
+  std::size_t readsLeft = SIZE_MAX;   // before it is bad
 };
 SYSTEM* watched = nullptr;
 
@@ -37,7 +39,14 @@ ssize_t __wrap_read(int descriptor, void* data, std::size_t length);         // 
 ssize_t __wrap_write(int descriptor, const void* data, std::size_t length);  // NOLINT
 
 ssize_t __wrap_read(int descriptor, void* data, std::size_t length) {  // NOLINT
-  if (watched != nullptr) watched->reads.push_back(length);
+  if (watched != nullptr) {
+    watched->reads.push_back(length);
+    if (watched->readsLeft == 0) {
+      errno = EIO;
+      return -1;
+    }
+    --watched->readsLeft;
+  }
   return __real_read(descriptor, data, length);
 }
 
@@ -283,10 +292,68 @@ TEST_F(Streams, ABufferedSinkKeepsWhatTheSystemRefused) {
   sink.Write("012345678", 9);
   EXPECT_THROW(sink.Write("9", 1), sysfileExp);
   EXPECT_EQ("0123", Content());
+  EXPECT_EQ(9, sink.GetCurrentPos()) << "a write that fails has taken nothing";
   EXPECT_THROW(sink.FlushBuffer(), sysfileExp);
+  EXPECT_THROW(sink.SeekBegin(0), sysfileExp) << "and it does not move away from what waits";
+  for (int i = 0; i < 100; ++i)
+    EXPECT_THROW(sink.Write("xxxxxxxx", 8), sysfileExp);
+  EXPECT_THROW(sink.Write("xxxxxxxxxxxxxxxx", 16), sysfileExp);
+  EXPECT_EQ(9, sink.GetCurrentPos());
   system_.writesLeft = SIZE_MAX;
+  sink.Write("9", 1);
   sink.FlushBuffer();
   EXPECT_EQ("0123456789", Content()) << "nothing twice, nothing lost";
+}
+
+TEST_F(Streams, AFileThatTakesNoMoreIsAFailure) {
+  CBufferedSeekableSink<CSysFile> sink(Open(""), 10);
+  Watch();
+  system_.writeAtMost = 0;
+  sink.Write("abc", 3);
+  const std::string expected =
+      "9: CBufferedSeekableSink/WriteAll - the file takes no more\n  expected size = 3\n  real size     = 0";
+  EXPECT_EQ(expected, FailureOf<sysfileExp>([&] { sink.Flush(); }));
+  EXPECT_EQ(expected, FailureOf<sysfileExp>([&] { sink.SeekEnd(0); }));
+  EXPECT_EQ(expected, FailureOf<sysfileExp>([&] { sink.Write("0123456789", 10); }));
+  system_.writeAtMost = SIZE_MAX;
+  sink.Flush();
+  EXPECT_EQ("abc", Content());
+}
+
+TEST_F(Streams, AFailedReadLeavesTheReaderWhereItIs) {
+  CBufferedSeekableSource<CSysFile> source(Open(Numbered(40)), 10);
+  EXPECT_EQ(Numbered(40).substr(0, 7), ReadFrom(source, 7));
+  Watch();
+  system_.readsLeft = 0;
+  EXPECT_THROW(ReadFrom(source, 5), sysfileExp);  // three of them were there
+  EXPECT_EQ(10, source.GetCurrentPos());
+  EXPECT_FALSE(source.IsEof());
+  system_.readsLeft = SIZE_MAX;
+  EXPECT_EQ(Numbered(40).substr(10, 25), ReadFrom(source, 25));
+}
+
+TEST_F(Streams, MemoryOutlivesTheViewItWasGiven) {
+  std::string text = "whole";
+  CMemSource source(stringEx::view(text));
+  text = "other";
+  EXPECT_EQ("whole", ReadFrom(source, 9));
+  stringEx shared;
+  ASSERT_TRUE(source.GetWholeData(shared));
+  EXPECT_TRUE(shared.is_shared());
+}
+
+TEST_F(Streams, PositionsAtTheEndsOfTheRangeAreNoTrap) {
+  constexpr std::int64_t far = std::numeric_limits<std::int64_t>::max();
+  stringEx text("abc");
+  CByteIO memory(&text);
+  for (const std::int64_t position : {far, std::numeric_limits<std::int64_t>::min(), std::int64_t{-1}}) {
+    memory.SeekBegin(position);
+    char byte = 0;
+    EXPECT_EQ(0u, memory.Read(&byte, 1));
+    EXPECT_THROW(memory.Write("x", 1), std::bad_alloc);
+    EXPECT_EQ(position, memory.GetCurrentPos());
+  }
+  EXPECT_EQ("abc", std::string(text));
 }
 
 TEST_F(Streams, ADestructorTellsOfItsFailureUnlessAnotherIsUnderWay) {

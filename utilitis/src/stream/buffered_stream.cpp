@@ -5,18 +5,24 @@
 
 #include <qorv/error.h>
 
+#include "error/message.h"
 #include "stream/device.h"
 
 namespace Qorv {
 namespace {
 
-// Writes on where the system took less than it was given, and counts in `taken` what it took: less than `size` only if it
-// fails or takes no more.
+// Writes on where the system took less than it was given, and counts in `taken` what it took. What takes no more without a
+// failure of its own fails here: bytes that wait would go out later, wherever the file is then.
 template <class T>
 void WriteAll(T& device, const unsigned char* data, std::size_t size, std::size_t& taken) {
   while (taken < size) {
     const std::size_t count = device.Write(data + taken, size - taken);
-    if (count == 0) return;
+    if (count == 0) {
+      IMPL::CMessage("CBufferedSeekableSink/WriteAll - the file takes no more\n")
+          .Field("  expected size = ", size)
+          .Field("  real size     = ", taken)
+          .Throw<sysfileExp>(fileCode::write);
+    }
     taken += count;
   }
 }
@@ -59,9 +65,9 @@ std::size_t CBufferedSeekableSource<T>::Read(void* buffer, std::size_t size) {
 // What the empty buffer cannot give.
 template <class T>
 std::size_t CBufferedSeekableSource<T>::ReadOn(unsigned char* out, std::size_t size) {
-  if (size >= capacity_) return device_.Read(out, size);
+  if (size >= capacity_) return IMPL::ReadSome(device_, out, size);
   Drop();
-  buffer_.set_length(device_.Read(buffer_.writable(), capacity_));
+  buffer_.set_length(IMPL::ReadSome(device_, buffer_.writable(), capacity_));
   position_ = std::min<std::size_t>(size, buffer_.length());
   std::memcpy(out, buffer_.data(), position_);
   return position_;
@@ -127,7 +133,7 @@ std::size_t CBufferedSeekableSink<T>::Write(const void* buffer, std::size_t size
   if (size >= capacity_) {
     std::size_t taken = 0;
     Empty();
-    if (buffer_.length() == 0) WriteAll(device_, data, size, taken);
+    WriteAll(device_, data, size, taken);
     return taken;
   }
   if (size == 0) return 0;
@@ -135,7 +141,14 @@ std::size_t CBufferedSeekableSink<T>::Write(const void* buffer, std::size_t size
   if (size > static_cast<std::uint64_t>(buffer_.capacity()) - fill) buffer_.reserve(fill + size);
   std::memcpy(buffer_.writable() + fill, data, size);
   buffer_.set_length(fill + size);
-  if (fill + size >= capacity_) Empty();
+  if (fill + size < capacity_) return size;
+  try {
+    Empty();
+  } catch (...) {
+    // What the file has taken is gone from the front: are the new bytes still whole?
+    if (buffer_.length() >= size) buffer_.set_length(buffer_.length() - size);
+    throw;
+  }
   return size;
 }
 
@@ -188,7 +201,7 @@ std::int64_t CBufferedSeekableSink<T>::SeekEnd(const std::int64_t& offset) {
 
 template <class T>
 std::int64_t CBufferedSeekableSink<T>::GetCurrentPos() const {
-  return device_.GetCurrentPos() + static_cast<std::int64_t>(buffer_.length());
+  return static_cast<std::int64_t>(static_cast<std::uint64_t>(device_.GetCurrentPos()) + buffer_.length());
 }
 
 template <class T>

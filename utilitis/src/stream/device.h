@@ -1,6 +1,8 @@
 // What the devices of streams do under different names.
 #pragma once
 
+#include <algorithm>
+
 #include <qorv/detail/byte_io.h>
 #include <qorv/detail/sys_file.h>
 
@@ -11,6 +13,14 @@ inline bool IsUsable(const CByteIO&) noexcept {
 }
 inline bool IsUsable(const CSysFile& file) noexcept {
   return file.GetSysHandle() != -1;
+}
+
+inline std::size_t ReadSome(CByteIO& memory, void* out, std::size_t size) noexcept {
+  return memory.Read(out, size);
+}
+// A file tells a count of 32 bits.
+inline std::size_t ReadSome(CSysFile& file, void* out, std::size_t size) {
+  return file.Read(out, std::min<std::size_t>(size, 0x7FFFF000));
 }
 
 inline bool IsAtEnd(const CByteIO& memory) noexcept {

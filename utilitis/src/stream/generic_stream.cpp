@@ -44,7 +44,7 @@ bool CGenericSeekableSource<T>::IsEof() const {
 
 template <class T>
 std::size_t CGenericSeekableSource<T>::Read(void* buffer, std::size_t size) {
-  return this->device_.Read(buffer, size);
+  return IMPL::ReadSome(this->device_, buffer, size);
 }
 
 template <class T>
@@ -64,7 +64,7 @@ bool CGenericSeekableSynth<T>::IsEof() const {
 
 template <class T>
 std::size_t CGenericSeekableSynth<T>::Read(void* buffer, std::size_t size) {
-  return this->device_.Read(buffer, size);
+  return IMPL::ReadSome(this->device_, buffer, size);
 }
 
 template <class T>
@@ -77,6 +77,12 @@ void CGenericSeekableSynth<T>::Flush() {
   this->device_.Flush();
 }
 
+template class IMPL::CDeviceStream<TSeekableSource, CSysFile>;
+template class IMPL::CDeviceStream<TSeekableSource, CByteIO>;
+template class IMPL::CDeviceStream<TSeekableSink, CSysFile>;
+template class IMPL::CDeviceStream<TSeekableSink, CByteIO>;
+template class IMPL::CDeviceStream<TSeekableSynth, CSysFile>;
+template class IMPL::CDeviceStream<TSeekableSynth, CByteIO>;
 template class CGenericSeekableSource<CSysFile>;
 template class CGenericSeekableSource<CByteIO>;
 template class CGenericSeekableSink<CSysFile>;

@@ -25,12 +25,12 @@ class CBufferedSeekableSource : public TSeekableSource {
   std::uint32_t GetTypeId() const override { return streamKind::buffered; }
   const char* GetTypeName() const override { return "Buffered Seekable Data Source"; }
   bool IsEof() const override;
-  /// One call of the system at most. What the buffer cannot give, and is as long as it or longer, is read straight into
+  /// One call of the system at most, two where a file in direct mode refuses the first. What the buffer cannot give, and is as long as it or longer, is read straight into
   /// `buffer`.
   std::size_t Read(void* buffer, std::size_t size) override;
 
   /// What was read ahead is dropped by a seek that succeeds. SeekCurrent counts from where the file is, behind what was
-  /// read ahead, and not from where the reader is; an offset of 0 does nothing.
+  /// read ahead, and not from where the reader is; an offset of 0 moves nothing.
   std::int64_t SeekBegin(const std::int64_t& offset) override;
   std::int64_t SeekCurrent(const std::int64_t& offset) override;
   std::int64_t SeekEnd(const std::int64_t& offset) override;
@@ -52,10 +52,11 @@ class CBufferedSeekableSource : public TSeekableSource {
 /// Collects what is written until a buffer of `capacity` bytes is full. T is CSysFile, of which the sink holds a share, as
 /// the source does.
 ///
-/// Failures are those of the file. What the file has not taken stays in the buffer and goes out with the next try, so that
-/// a failed Write of less than the capacity is not to be repeated: FlushBuffer is. The destructor writes what is left; a
-/// failure of that passes on unless another exception is unwinding, so nothing that forbids exceptions should destroy a
-/// sink with bytes in it: flush before that.
+/// Failures are those of the file; one that takes no more without a failure of its own is sysfileExp, code 9. What the file
+/// has not taken stays in the buffer and goes out with the next try. A Write that fails has taken none of its bytes, unless
+/// the file took a part of them: GetCurrentPos tells. The destructor writes what is left; a failure of that passes on unless
+/// another exception is unwinding, so nothing that forbids exceptions should destroy a sink with bytes in it: flush before
+/// that.
 template <class T>
 class CBufferedSeekableSink : public TSeekableSink {
  public:
@@ -67,7 +68,7 @@ class CBufferedSeekableSink : public TSeekableSink {
   bool IsValid() const override;
   std::uint32_t GetTypeId() const override { return streamKind::buffered; }
   const char* GetTypeName() const override { return "Buffered Seekable Data Sink"; }
-  /// `size`, or less where the file takes no more without a failure. What is as long as the capacity or longer goes straight to the file, behind what the buffer has.
+  /// `size`. What is as long as the capacity or longer goes straight to the file, behind what the buffer has.
   std::size_t Write(const void* buffer, std::size_t size) override;
   void Flush() override;
   void FlushBuffer() override;

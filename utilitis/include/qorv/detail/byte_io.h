@@ -25,6 +25,7 @@ class CByteIO {
   /// All of `size` bytes, over what is there. Zero bytes fill the gap between the end and a position beyond it.
   std::size_t Write(const void* data, std::size_t size);
   void Flush() noexcept {}
+  void FlushBuffer() noexcept {}
 
   /// The first and the last return the new position, SeekCurrent the offset that it was given.
   std::int64_t SeekBegin(const std::int64_t& offset) noexcept;

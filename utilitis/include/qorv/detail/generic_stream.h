@@ -70,6 +70,12 @@ class CGenericSeekableSynth : public IMPL::CDeviceStream<TSeekableSynth, T> {
   void Flush() override;
 };
 
+extern template class IMPL::CDeviceStream<TSeekableSource, CSysFile>;
+extern template class IMPL::CDeviceStream<TSeekableSource, CByteIO>;
+extern template class IMPL::CDeviceStream<TSeekableSink, CSysFile>;
+extern template class IMPL::CDeviceStream<TSeekableSink, CByteIO>;
+extern template class IMPL::CDeviceStream<TSeekableSynth, CSysFile>;
+extern template class IMPL::CDeviceStream<TSeekableSynth, CByteIO>;
 extern template class CGenericSeekableSource<CSysFile>;
 extern template class CGenericSeekableSource<CByteIO>;
 extern template class CGenericSeekableSink<CSysFile>;
@@ -77,11 +83,13 @@ extern template class CGenericSeekableSink<CByteIO>;
 extern template class CGenericSeekableSynth<CSysFile>;
 extern template class CGenericSeekableSynth<CByteIO>;
 
-/// A source that owns its memory: a share of the string it is given, which the giver may change or drop.
+/// A source that owns its memory: a share of the string it is given, of a view a copy. The giver may change or drop his.
 class CMemSource : public CGenericSeekableSource<CByteIO> {
  public:
   explicit CMemSource(stringEx memory)
-      : CGenericSeekableSource<CByteIO>(CByteIO(&memory_)), memory_(std::move(memory)) {}
+      : CGenericSeekableSource<CByteIO>(CByteIO(&memory_)), memory_(std::move(memory)) {
+    if (memory_.is_view()) memory_.reserve(memory_.length());
+  }
   // The device points into this object.
   CMemSource(const CMemSource&) = delete;
   CMemSource& operator=(const CMemSource&) = delete;
