@@ -178,11 +178,15 @@ TEST_F(ProcSync, HeldMutexIsRefusedToOthersAndCannotBeUnlockedByThem) {
   Child other([this] {
     CProcMutex same(name_.to_wide());
     if (same.TryLock() || same.TimedLock(0) || same.TimedLock(20)) return 1;
+#if defined(__SANITIZE_THREAD__)  // which ends the process that does it
+    return 0;
+#else
     return FailureOf<mutexExp>([&] { same.Unlock(); }) ==
                    "5: CProcMutex::Unlock - failed unlock mutex\n  error code = 1\n"
                    "  error desc = the current thread does not own the mutex"
                ? 0
                : 2;
+#endif
   });
   EXPECT_EQ(other.Await(), 0);
   mutex.Unlock();
@@ -197,7 +201,7 @@ TEST_F(ProcSync, MutexOfAKilledHolderGoesToTheNext) {
     return Die();
   });
   EXPECT_EQ(holder.Await(), 128 + SIGKILL);
-  EXPECT_TRUE(mutex.TimedLock(10'000));
+  EXPECT_TRUE(mutex.TryLock());
   EXPECT_TRUE(mutex.WasAbandoned());
   EXPECT_FALSE(mutex.WasAbandoned());
   mutex.Unlock();

@@ -23,9 +23,12 @@ class CDllLoader {
   void Unload();
   /// The address of a symbol, never null; good until it is unloaded. Code 2.
   void* GetProc(const stringEx& name) const;
+  /// True if something else in the process had loaded the library before.
+  bool WasLoaded() const noexcept { return wasLoaded_; }
 
  private:
   stringEx path_;
+  bool wasLoaded_;
   void* handle_;
 };
 

@@ -19,6 +19,13 @@ stringEx Compose(const stringEx& name, const stringEx& extension, const stringEx
   return path;
 }
 
+bool IsLoaded(const stringEx& path) noexcept {
+  void* const present = ::dlopen(path.data(), RTLD_LAZY | RTLD_NOLOAD);
+  if (present != nullptr) ::dlclose(present);
+  ::dlerror();  // that it is not there is no failure
+  return present != nullptr;
+}
+
 std::string_view SystemError() noexcept {
   const char* const text = ::dlerror();
   return text != nullptr ? text : "unknwon system error";
@@ -27,7 +34,9 @@ std::string_view SystemError() noexcept {
 }  // namespace
 
 CDllLoader::CDllLoader(const stringEx& name, const stringEx& extension, const stringEx& version)
-    : path_(Compose(name, extension, version)), handle_(::dlopen(path_.data(), RTLD_LAZY)) {
+    : path_(Compose(name, extension, version)),
+      wasLoaded_(IsLoaded(path_)),
+      handle_(::dlopen(path_.data(), RTLD_LAZY)) {
   if (handle_ != nullptr) return;
   const stringEx error(SystemError());
   CMessage("CDllLoader::CDllLoader - error loading dynamic library\n")

@@ -46,6 +46,13 @@ struct IMPL::ICUAPI {
         (suffix += '_') += digit;
       Locate(library, suffix);
     }
+    if (library.WasLoaded()) cleanup = nullptr;  // it serves others too, who would lose what they have
+  }
+  ICUAPI(const ICUAPI&) = delete;
+  ICUAPI& operator=(const ICUAPI&) = delete;
+  // The library keeps converters for later, which nobody could free once it is unloaded.
+  ~ICUAPI() {
+    if (cleanup != nullptr) cleanup();
   }
 
   void Locate(const CDllLoader& library, const stringEx& suffix) {
@@ -54,6 +61,10 @@ struct IMPL::ICUAPI {
     fromUChars = Resolve<decltype(fromUChars)>(library, "ucnv_fromUChars"_sv + suffix);
     toUChars = Resolve<decltype(toUChars)>(library, "ucnv_toUChars"_sv + suffix);
     errorName = Resolve<decltype(errorName)>(library, "u_errorName"_sv + suffix);
+    try {
+      cleanup = Resolve<decltype(cleanup)>(library, "u_cleanup"_sv + suffix);
+    } catch (const dlllExp&) {
+    }
   }
 
   void* (*open)(const char* name, int* error);
@@ -63,6 +74,7 @@ struct IMPL::ICUAPI {
   std::int32_t (*toUChars)(void* converter, char16_t* dest, std::int32_t capacity, const char* source,
                            std::int32_t length, int* error);
   const char* (*errorName)(int error);
+  void (*cleanup)() = nullptr;  // may be missing
 };
 
 namespace {
