@@ -547,4 +547,82 @@ TEST(Isxf, EverySingleByteChangeIsReadOrRefused) {
   }
 }
 
+// Over memory the same, to the last byte of it.
+TEST(IsxfMemory, IsReadToItsEndAndShownWhereItLies) {
+  const stringEx bytes("\x0A\2\0\0\0ab\x0C\1\0\0\0c\x84\1", 15);
+  CISXFReader reader(bytes.data(), bytes.length());
+  stringEx scratch;
+  EXPECT_EQ(reader.ViewString(scratch).data(), bytes.data() + 5);
+  EXPECT_EQ(reader.ViewBlob(scratch), "c");
+  EXPECT_FALSE(reader.IsEof());
+  EXPECT_EQ(FailureOf<isxfExp>([&] { reader.GetSize(); }), CutShort(4, 1));
+  CISXFReader lying("\x0A\xFF\xFF\xFF\xFF", 5);
+  EXPECT_EQ(FailureOf<isxfExp>([&] { lying.ViewString(scratch); }), CutShort(4294967295, 0));
+}
+
+// In any parts: what is within the bound, and not a byte more.
+TEST(IsxfAhead, TakesNoMoreThanTheBoundAllows) {
+  const std::string text(20, 'x');
+  for (const std::size_t room : {std::size_t{1}, std::size_t{7}, std::size_t{64}}) {
+    for (const std::size_t atMost : {std::size_t{1}, std::size_t{5}, SIZE_MAX}) {
+      SCOPED_TRACE(std::to_string(room) + " " + std::to_string(atMost));
+      stringEx bytes;
+      {
+        CGenericSeekableSink<CByteIO> sink{CByteIO(&bytes)};
+        CISXFWriter writer(sink);
+        writer.PutInt32(-2);
+        writer.PutString(text.data(), text.size());
+        writer.PutBool(true);
+      }
+      const auto bound = static_cast<std::int64_t>(bytes.length());
+      bytes += "y";
+      Source source(bytes, atMost);
+      std::vector<unsigned char> buffer(room);
+      CISXFReader reader(source, buffer.data(), room, bound);
+      stringEx scratch;
+      EXPECT_EQ(reader.GetInt32(), -2);
+      EXPECT_EQ(reader.ViewString(scratch), text);
+      EXPECT_TRUE(reader.GetBool());
+      EXPECT_EQ(reader.GetCheckBound(), 0);
+      char next = 0;
+      EXPECT_EQ(source.Read(&next, 1), 1U);
+      EXPECT_EQ(next, 'y');
+    }
+  }
+}
+
+TEST(IsxfAhead, TellsWhereTheDataEnds) {
+  Source source(stringEx("\x03\1\2", 3));
+  unsigned char room[16];
+  CISXFReader reader(source, room, sizeof(room), 100);
+  EXPECT_EQ(FailureOf<isxfExp>([&] { reader.GetInt32(); }), CutShort(4, 2));
+}
+
+TEST(IsxfCollected, IsTheSameInWhateverRoom) {
+  std::string expected;
+  for (const std::size_t room : {std::size_t{1}, std::size_t{9}, std::size_t{100}, std::size_t{4096}}) {
+    SCOPED_TRACE(room);
+    stringEx bytes;
+    CGenericSeekableSink<CByteIO> sink{CByteIO(&bytes)};
+    std::vector<unsigned char> buffer(room);
+    CISXFWriter writer(sink, buffer.data(), room, isxfNoBound);
+    for (const ITEM& item : items)
+      item.put(writer);
+    writer.PutString(std::string(300, 'z').data(), 300);
+    writer.FlushBuffer();
+    if (expected.empty()) expected.assign(bytes.data(), bytes.length());
+    EXPECT_EQ(std::string(bytes.data(), bytes.length()), expected);
+  }
+  std::string single;
+  for (const ITEM& item : items)
+    single += item.hex;
+  EXPECT_EQ(
+      stringEx(std::string_view(expected)).hex().data(), single + "0A2C010000" + [] {
+        std::string z;
+        for (int i = 0; i < 300; ++i)
+          z += "7A";
+        return z;
+      }());
+}
+
 }  // namespace

@@ -236,6 +236,22 @@ inline constexpr std::uint32_t find = 11;
 inline constexpr std::uint32_t tempName = 12;
 }  // namespace dirCode
 
+/// Numbers of regExp.
+namespace regCode {
+inline constexpr std::uint32_t invalidObject = 1;    ///< a handle without a key
+inline constexpr std::uint32_t invalidArgument = 2;  ///< an index out of range among them
+inline constexpr std::uint32_t damaged = 3;          ///< an image, a diff or a stored type
+inline constexpr std::uint32_t emptyList = 4;        ///< the first or last of nothing
+inline constexpr std::uint32_t open = 5;
+inline constexpr std::uint32_t save = 6;
+inline constexpr std::uint32_t notEmpty = 9;
+inline constexpr std::uint32_t typeMismatch = 12;
+inline constexpr std::uint32_t exportText = 18;
+inline constexpr std::uint32_t importText = 19;
+inline constexpr std::uint32_t notFound = 20;
+inline constexpr std::uint32_t circular = 22;
+}  // namespace regCode
+
 /// Numbers of timeExp.
 namespace timeCode {
 inline constexpr std::uint32_t setSystemTime = 1;
@@ -247,6 +263,14 @@ namespace logCode {
 inline constexpr std::uint32_t noLogger = 1;
 inline constexpr std::uint32_t invalidLogger = 5;
 }  // namespace logCode
+
+/// Numbers of csvExp.
+namespace csvCode {
+inline constexpr std::uint32_t brokenField =
+    1;  ///< a quoted field without its end, or with something behind it
+inline constexpr std::uint32_t unknownState = 4;  ///< of the parser
+inline constexpr std::uint32_t rowQuota = 5;
+}  // namespace csvCode
 
 /// Numbers of utilExp itself.
 namespace utilCode {

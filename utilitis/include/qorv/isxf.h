@@ -62,7 +62,7 @@ class CISXFBasic {
   std::int64_t GetCheckBound() const noexcept { return checkBound_; }
 
  protected:
-  CISXFBasic(IDataObject& stream, std::int64_t bound) noexcept : stream_(&stream), checkBound_(bound) {}
+  CISXFBasic(IDataObject* stream, std::int64_t bound) noexcept : stream_(stream), checkBound_(bound) {}
   ~CISXFBasic() = default;
 
   void _CheckBound(std::uint64_t size) {  // of one access, and so far from any overflow
@@ -72,7 +72,7 @@ class CISXFBasic {
     checkBound_ = left;
   }
 
-  IDataObject* stream_;
+  IDataObject* stream_;  // null for a reader of memory
 
  private:
   [[noreturn]] void RefuseBound(std::uint64_t size, std::int64_t left);
@@ -80,7 +80,7 @@ class CISXFBasic {
   std::int64_t checkBound_;
 };
 
-/// Reads items from a source, one after the other.
+/// Reads items from a source or from memory, one after the other.
 ///
 /// Failures are isxfExp with a number of isxfCode: code 1 for another item than the one asked for, or for void where a
 /// structural item is; 2 for the bound; 3 from IgnoreNext for a tag that stands for nothing; 4 where the data ends within
@@ -91,7 +91,17 @@ class CISXFBasic {
 class CISXFReader : public CISXFBasic {
  public:
   explicit CISXFReader(TDataSource& source, std::int64_t bound = isxfNoBound) noexcept
-      : CISXFBasic(source, bound) {}
+      : CISXFBasic(&source, bound) {}
+  /// Over memory, which outlives the reader: without a stream, and so without a call for each of the small items.
+  CISXFReader(const void* memory, std::size_t size, std::int64_t bound = isxfNoBound) noexcept
+      : CISXFBasic(nullptr, bound), next_(static_cast<const unsigned char*>(memory)), end_(next_ + size) {}
+  /// Over a source of which nobody else reads: takes up to `size` bytes ahead, though no more than the bound allows, into
+  /// `room`, which outlives the reader.
+  CISXFReader(TDataSource& source, void* room, std::size_t size, std::int64_t bound) noexcept
+      : CISXFBasic(&source, bound), room_(static_cast<unsigned char*>(room)), roomSize_(size) {}
+
+  /// True if no further item can come, wherever the bound is.
+  bool IsEof() const { return Left() == 0 && (stream_ == nullptr || Source().IsEof()); }
 
   std::int8_t GetInt8() { return Data<std::int8_t>(isxfTag::int8); }
   std::int16_t GetInt16() { return Data<std::int16_t>(isxfTag::int16); }
@@ -109,6 +119,10 @@ class CISXFReader : public CISXFBasic {
   void GetWString(wstringEx& out);
   wstringEx GetWString();
   void GetBlob(byteEx& out);
+  /// The content of a string or a blob as bytes, where it lies if it lies in memory; otherwise it is read into `scratch`, as
+  /// above. Valid until the next item is read; over memory as long as that stays.
+  std::string_view ViewString(stringEx& scratch) { return View(isxfTag::string, scratch); }
+  std::string_view ViewBlob(stringEx& scratch) { return View(isxfTag::blob, scratch); }
 
   /// DANGER: these forms trust the data. With a buffer, an item passes only if it is LONGER than the size that is given
   /// here, and is then written to the buffer in full, behind its end; an item of up to that size is refused with code 2.
@@ -123,17 +137,25 @@ class CISXFReader : public CISXFBasic {
   std::uint32_t GetWString(wchar_t* buffer, std::uint32_t size);
   std::uint32_t GetBlob(void* buffer, std::uint32_t size);
 
-  std::uint8_t GetCtrlCode();
+  std::uint8_t GetCtrlCode() {
+    return Structural<std::uint8_t>(isxfTag::ctrlCode,
+                                    "CISXFReader::GetCtrlCode - control code can't be void");
+  }
   std::uint16_t GetSegNumber();
   std::uint32_t GetEnum();
   std::uint32_t GetID();
-  std::uint32_t GetSize();
+  std::uint32_t GetSize() {
+    return Structural<std::uint32_t>(isxfTag::size, "CISXFReader::GetSize - size can't be void");
+  }
   std::uint64_t GetBigSize();
   std::uint32_t GetCommand();
   std::uint64_t GetBigID();
   std::uint16_t GetSmallID();
   std::uint8_t GetTinyID();
-  std::uint8_t GetSmallEnum();
+  std::uint8_t GetSmallEnum() {
+    return Structural<std::uint8_t>(isxfTag::smallEnum,
+                                    "CISXFReader::GetSmallEnum - small enumeration can't be void");
+  }
   std::uint8_t GetSmallVersion();
   std::uint16_t GetVersion();
   void GetEofSegNumber();
@@ -177,8 +199,15 @@ class CISXFReader : public CISXFBasic {
     return tag;
   }
   void _Read(void* out, std::size_t size) {
-    const std::size_t count = Source().Read(out, size);
-    if (count != size) ReadOn(out, size, count);
+    if (size <= Left()) {
+      if (size != 0) std::memcpy(out, next_, size);
+      next_ += size;
+    } else if (room_ == nullptr && stream_ != nullptr) {
+      const std::size_t count = Source().Read(out, size);
+      if (count != size) ReadOn(out, size, count);
+    } else {
+      ReadAhead(static_cast<unsigned char*>(out), size);
+    }
   }
   template <class T>
   T Payload() {
@@ -193,18 +222,42 @@ class CISXFReader : public CISXFBasic {
   }
 
   TDataSource& Source() const noexcept { return static_cast<TDataSource&>(*stream_); }
+  std::size_t Left() const noexcept { return static_cast<std::size_t>(end_ - next_); }
   void ReadOn(void* out, std::size_t size, std::size_t count);
-  void Require(std::uint8_t tag, std::string_view refusal);
+  void ReadAhead(unsigned char* out, std::size_t size);
+  void Require(std::uint8_t tag, std::string_view refusal) {
+    if (!_GetAndVerifyType(tag)) RefuseVoid(refusal);
+  }
   template <class T>
-  T Structural(std::uint8_t tag, std::string_view refusal);
+  T Structural(std::uint8_t tag, std::string_view refusal) {
+    Require(tag, refusal);
+    return Payload<T>();
+  }
   template <class T>
   void ReadText(std::uint8_t tag, basic_string_ex<T>& out);
   template <class T>
+  void ReadPieces(std::uint32_t length, basic_string_ex<T>& out);
+  std::string_view View(std::uint8_t tag, stringEx& scratch) {
+    if (!_GetAndVerifyType(tag)) return {};
+    const auto length = Payload<std::uint32_t>();
+    _CheckBound(length);
+    if (length > Left()) return ViewCopied(length, scratch);
+    next_ += length;
+    return {reinterpret_cast<const char*>(next_ - length), length};
+  }
+  std::string_view ViewCopied(std::uint32_t length, stringEx& scratch);
+  template <class T>
   std::uint32_t ReadInto(std::uint8_t tag, std::string_view refusal, T* buffer, std::uint32_t size);
   void Skip(std::uint64_t length);
+  [[noreturn]] static void RefuseEnd(std::size_t expected, std::size_t real);
   [[noreturn]] static void RefuseFraction(std::uint32_t length);
+  [[noreturn]] static void RefuseVoid(std::string_view refusal);
   [[noreturn]] static void RefuseType(std::uint8_t expected, std::uint8_t real);
 
+  const unsigned char* next_ = nullptr;  // of the memory, or of what was read ahead
+  const unsigned char* end_ = nullptr;
+  unsigned char* room_ = nullptr;  // for reading ahead
+  std::size_t roomSize_ = 0;
   std::int32_t peekedType_ = nothingPeeked;  // a tag that was taken from the source, and is yet to be read
 };
 
@@ -217,7 +270,15 @@ class CISXFReader : public CISXFBasic {
 class CISXFWriter : public CISXFBasic {
  public:
   explicit CISXFWriter(TDataSink& sink, std::int64_t bound = isxfNoBound) noexcept
-      : CISXFBasic(sink, bound) {}
+      : CISXFBasic(&sink, bound) {}
+  /// Collects items in `room`, of `size` bytes, which outlives the writer, and gives it to the sink when it is full; what is
+  /// in it at the end goes out by FlushBuffer alone.
+  CISXFWriter(TDataSink& sink, void* room, std::size_t size, std::int64_t bound) noexcept
+      : CISXFBasic(&sink, bound),
+        room_(static_cast<unsigned char*>(room)),
+        next_(room_),
+        end_(room_ + size) {}
+  void FlushBuffer();
 
   void PutVoid() { PutTag(isxfTag::none); }
   void PutInt8(std::int8_t value) { Data(isxfTag::int8, value); }
@@ -233,7 +294,9 @@ class CISXFWriter : public CISXFBasic {
   void PutString(const byteEx& bytes) {
     PutString(reinterpret_cast<const char*>(bytes.data()), bytes.length());
   }
-  void PutString(const char* text, std::uint64_t length);
+  void PutString(const char* text, std::uint64_t length) {
+    PutText(isxfTag::string, "CISXFWriter::PutString - string too long\n", text, length, sizeof(char));
+  }
   void PutWString(const wstringEx& text) { PutWString(text.data(), text.length()); }
   /// `length` in characters.
   void PutWString(const wchar_t* text, std::uint64_t length);
@@ -272,11 +335,24 @@ class CISXFWriter : public CISXFBasic {
   }
   template <class T>
   void PutItem(std::uint8_t tag, T value) {
-    unsigned char item[1 + sizeof(T)] = {tag};
-    std::memcpy(item + 1, &value, valueBytes<T>);
-    _CheckBound(sizeof(item));
-    _Write(item, sizeof(item));
+    constexpr std::size_t size = 1 + sizeof(T);
+    _CheckBound(size);
+    if (size <= Room()) {
+      Lay(next_, tag, value);
+      next_ += size;
+    } else {
+      unsigned char item[size];
+      Lay(item, tag, value);
+      _Write(item, size);
+    }
   }
+  template <class T>
+  static void Lay(unsigned char* item, std::uint8_t tag, T value) {
+    *item = tag;
+    if constexpr (valueBytes<T> != sizeof(T)) std::memset(item + 1, 0, sizeof(T));
+    std::memcpy(item + 1, &value, valueBytes<T>);
+  }
+  std::size_t Room() const noexcept { return static_cast<std::size_t>(end_ - next_); }
   template <class T>
   void Data(std::uint8_t tag, T value) {
     if (value == T()) {
@@ -288,11 +364,24 @@ class CISXFWriter : public CISXFBasic {
   void PutText(std::uint8_t tag, std::string_view refusal, const void* text, std::uint64_t length,
                std::size_t elementSize);
   void _Write(const void* data, std::size_t size) {
+    if (size <= Room()) {
+      std::memcpy(next_, data, size);
+      next_ += size;
+    } else {
+      if (room_ != nullptr) FlushBuffer();
+      Send(data, size);
+    }
+  }
+  void Send(const void* data, std::size_t size) {
     const std::size_t count = Sink().Write(data, size);
     if (count != size) WriteOn(data, size, count);
   }
   TDataSink& Sink() const noexcept { return static_cast<TDataSink&>(*stream_); }
   void WriteOn(const void* data, std::size_t size, std::size_t count);
+
+  unsigned char* room_ = nullptr;  // what was collected, up to `next_`
+  unsigned char* next_ = nullptr;
+  unsigned char* end_ = nullptr;
 };
 
 }  // namespace Qorv

@@ -73,27 +73,50 @@ void CISXFReader::RefuseType(std::uint8_t expected, std::uint8_t real) {
 void CISXFReader::ReadOn(void* out, std::size_t size, std::size_t count) {
   for (std::size_t last = count; count < size; count += last) {
     if (last != 0) last = Source().Read(static_cast<unsigned char*>(out) + count, size - count);
-    if (last == 0) {
-      CMessage("CISXFReader::_Read - unexpected end of data\n")
-          .Field("  expected size = ", size)
-          .Field("  real size     = ", count)
-          .Throw<isxfExp>(isxfCode::broken);
-    }
+    if (last == 0) RefuseEnd(size, count);
   }
 }
 
-void CISXFReader::Require(std::uint8_t tag, std::string_view refusal) {
-  if (!_GetAndVerifyType(tag)) CMessage(refusal).Throw<isxfExp>(isxfCode::wrongTag);
+// What is left, then the rest: straight from the source where that is no less than there is room for.
+void CISXFReader::ReadAhead(unsigned char* out, std::size_t size) {
+  if (stream_ == nullptr) RefuseEnd(size, Left());
+  std::size_t done = Left();
+  if (done != 0) std::memcpy(out, next_, done);
+  next_ = end_ = room_;
+  while (done < size) {
+    const std::size_t rest = size - done;
+    std::size_t count;
+    if (rest >= roomSize_) {
+      count = Source().Read(out + done, rest);
+    } else {
+      const bool isBound = GetCheckBound() != isxfNoBound;
+      const std::uint64_t most = isBound ? rest + static_cast<std::uint64_t>(GetCheckBound()) : roomSize_;
+      next_ = end_ = room_;
+      end_ = room_ + Source().Read(room_, std::min<std::uint64_t>(roomSize_, most));
+      count = std::min(rest, Left());
+      if (count != 0) std::memcpy(out + done, next_, count);
+      next_ += count;
+    }
+    if (count == 0) RefuseEnd(size, done);
+    done += count;
+  }
 }
 
-template <class T>
-T CISXFReader::Structural(std::uint8_t tag, std::string_view refusal) {
-  Require(tag, refusal);
-  return Payload<T>();
+void CISXFReader::RefuseVoid(std::string_view refusal) {
+  CMessage(refusal).Throw<isxfExp>(isxfCode::wrongTag);
 }
 
-std::uint8_t CISXFReader::GetCtrlCode() {
-  return Structural<std::uint8_t>(isxfTag::ctrlCode, "CISXFReader::GetCtrlCode - control code can't be void");
+std::string_view CISXFReader::ViewCopied(std::uint32_t length, stringEx& scratch) {
+  if (stream_ == nullptr) RefuseEnd(length, Left());
+  ReadPieces(length, scratch);
+  return scratch;
+}
+
+void CISXFReader::RefuseEnd(std::size_t expected, std::size_t real) {
+  CMessage("CISXFReader::_Read - unexpected end of data\n")
+      .Field("  expected size = ", expected)
+      .Field("  real size     = ", real)
+      .Throw<isxfExp>(isxfCode::broken);
 }
 
 std::uint16_t CISXFReader::GetSegNumber() {
@@ -107,10 +130,6 @@ std::uint32_t CISXFReader::GetEnum() {
 
 std::uint32_t CISXFReader::GetID() {
   return Structural<std::uint32_t>(isxfTag::id, "CISXFReader::GetID - identification can't be void");
-}
-
-std::uint32_t CISXFReader::GetSize() {
-  return Structural<std::uint32_t>(isxfTag::size, "CISXFReader::GetSize - size can't be void");
 }
 
 std::uint64_t CISXFReader::GetBigSize() {
@@ -133,11 +152,6 @@ std::uint16_t CISXFReader::GetSmallID() {
 std::uint8_t CISXFReader::GetTinyID() {
   return Structural<std::uint8_t>(isxfTag::tinyId,
                                   "CISXFReader::GetTinyID - tiny identification can't be void");
-}
-
-std::uint8_t CISXFReader::GetSmallEnum() {
-  return Structural<std::uint8_t>(isxfTag::smallEnum,
-                                  "CISXFReader::GetSmallEnum - small enumeration can't be void");
 }
 
 std::uint8_t CISXFReader::GetSmallVersion() {
@@ -181,6 +195,11 @@ void CISXFReader::ReadText(std::uint8_t tag, basic_string_ex<T>& out) {
   const auto length = Payload<std::uint32_t>();
   _CheckBound(length);
   if (length % sizeof(T) != 0) RefuseFraction(length);
+  ReadPieces(length, out);
+}
+
+template <class T>
+void CISXFReader::ReadPieces(std::uint32_t length, basic_string_ex<T>& out) {
   out.clear();
   for (std::uint32_t left = length; left != 0;) {
     const std::uint32_t bytes = std::min(left, pieceBytes);

@@ -6,10 +6,6 @@ namespace Qorv {
 
 using IMPL::CMessage;
 
-void CISXFWriter::PutString(const char* text, std::uint64_t length) {
-  PutText(isxfTag::string, "CISXFWriter::PutString - string too long\n", text, length, sizeof(char));
-}
-
 void CISXFWriter::PutWString(const wchar_t* text, std::uint64_t length) {
   PutText(isxfTag::wideString, "CISXFWriter::PutWString - string too long\n", text, length, sizeof(wchar_t));
 }
@@ -33,6 +29,13 @@ void CISXFWriter::PutText(std::uint8_t tag, std::string_view refusal, const void
   const auto bytes = static_cast<std::uint32_t>(length * elementSize);
   _CheckBound(headSize + std::uint64_t{bytes});
 
+  if (headSize + std::uint64_t{bytes} <= Room()) {
+    *next_ = tag;
+    std::memcpy(next_ + 1, &bytes, sizeof(bytes));
+    std::memcpy(next_ + headSize, text, bytes);
+    next_ += headSize + bytes;
+    return;
+  }
   unsigned char item[headSize + 251] = {tag};
   std::memcpy(item + 1, &bytes, sizeof(bytes));
   if (bytes <= sizeof(item) - headSize) {
@@ -42,6 +45,12 @@ void CISXFWriter::PutText(std::uint8_t tag, std::string_view refusal, const void
     _Write(item, headSize);
     _Write(text, bytes);
   }
+}
+
+void CISXFWriter::FlushBuffer() {
+  const auto size = static_cast<std::size_t>(next_ - room_);
+  next_ = room_;
+  if (size != 0) Send(room_, size);
 }
 
 // Behind the `count` bytes that the sink has taken of `size`.

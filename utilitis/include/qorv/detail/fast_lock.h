@@ -1,6 +1,7 @@
 // The fast recursive locks.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 
@@ -53,6 +54,18 @@ class CAdjustableSpin {
 
  private:
   std::atomic<std::uint32_t> tries_{0};
+};
+
+/// The tries of all locks that follow the process's one setting; read at each entry.
+inline constinit std::atomic<std::uint32_t> SharedSpinCount{1400};
+
+/// Tries of an entry before it counts as waiting: the process's one setting.
+class CSharedSpin {
+ protected:
+  static constexpr bool spins = true;
+  static std::uint64_t GetTries() noexcept {
+    return std::max<std::uint32_t>(SharedSpinCount.load(std::memory_order_relaxed), 1);
+  }
 };
 
 /// Recursive lock of one atomic counter. Entering and leaving without contention is one atomic operation each

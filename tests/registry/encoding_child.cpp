@@ -1,0 +1,38 @@
+// One task over text in the encoding that the environment gives: "save <hex>" shows the image of a value and a subkey of
+// this name, with this text; "open <hex>" what an image with such text in it holds.
+#include <cstdio>
+#include <string_view>
+
+#include "registry/image_support.h"
+
+using namespace Qorv;
+
+int main(int, char** arguments) {
+  const byteEx given = TestSupport::Bytes(arguments[2]);
+  const stringEx text(reinterpret_cast<const char*>(given.data()), given.length());
+  CFakeRegistry registry;
+  if (std::string_view(arguments[1]) == "save") {
+    registry.GainSubkey(text);
+    registry.WriteValue(text, text);
+    registry.WriteValue("\xFFset", std::vector<stringEx>{text});
+    std::printf("%s", TestSupport::HexOf(registry.Save()).c_str());
+  } else {
+    stringEx image;
+    {
+      CGenericSeekableSink<CByteIO> sink{CByteIO(&image)};
+      sink.Write("R3", 2);
+      CISXFWriter writer(sink);
+      writer.PutSize(1);
+      writer.PutString(text);
+      writer.PutSmallEnum(T_STRING);
+      writer.PutString(text);
+    }
+    registry.Open(image.data(), image.length());
+    stringEx name;
+    stringEx value;
+    registry.GetFirstValueName(name);
+    registry.ReadValue(name, value);
+    std::printf("%s %s", name.hex().data(), value.hex().data());
+  }
+  return 0;
+}

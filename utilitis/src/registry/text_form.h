@@ -1,0 +1,127 @@
+// What the four text forms of a tree have in common.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include <qorv/detail/data_object.h>
+
+#include "error/message.h"
+#include "registry/image_text.h"
+#include "registry/key.h"
+
+namespace Qorv::IMPL {
+
+/// The words of the types, by number.
+inline constexpr std::string_view typeWords[] = {"NONE",  "STRING",     "STRING_EXP", "BLOB", "DWORD",
+                                                 "QWORD", "STRING_SET", "FLOAT",      "BOOL"};
+inline constexpr std::string_view keyWord = "KEY";
+
+/// What an operation says of its own failures.
+struct TEXTREFUSALS {
+  std::string_view invalid;
+  std::string_view circle;
+  std::string_view type;
+  std::string_view failed;
+};
+
+/// Where text goes: collected, and handed to a sink by pieces, or appended to a string.
+class CTextOut {
+ public:
+  explicit CTextOut(TDataSink& sink) noexcept : sink_(&sink), text_(&own_) {}
+  explicit CTextOut(stringEx& target) noexcept : text_(&target) {}
+  CTextOut(const CTextOut&) = delete;
+  CTextOut& operator=(const CTextOut&) = delete;
+
+  stringEx& Text() noexcept { return *text_; }
+  /// Between two lines: hands on what has come together. ioExp of the sink.
+  void Advance();
+  void Finish();
+
+ private:
+  TDataSink* sink_ = nullptr;
+  stringEx own_;
+  stringEx* text_;
+};
+
+/// The failure of a text that is none of its form.
+[[noreturn]] void RefuseText(std::string_view what, std::string_view content);
+
+/// The word of a value's type; regExp, code 3, for one that has none.
+std::string_view WordOf(const CRegValue& value, std::string_view refusal);
+/// The type of a word; nothing for what is none.
+std::optional<std::uint32_t> TypeOf(std::string_view word) noexcept;
+
+/// The text of a value that is no set, before it is escaped by its form.
+void AppendValueText(stringEx& text, const CRegValue& value);
+/// The value of a text, for the types other than sets. Throws by RefuseText.
+CRegValue ValueOf(std::uint32_t type, std::string_view text);
+
+/// All of a source.
+stringEx ReadAll(TDataSource& source);
+
+/// Runs `step` for each key of the tree, from the root down, with its path, under its locks. Failures of streams and of
+/// conversion become regExp, code 18.
+template <class Step>
+void ExportKeys(const CFakeRegistry& handle, const TEXTREFUSALS& refusals, CTextOut& out, Step step);
+
+/// Runs `step`, whose failures of streams and of conversion become regExp, code 19.
+template <class Step>
+void ImportText(const CFakeRegistry& handle, const TEXTREFUSALS& refusals, Step step) {
+  if (!handle.IsValid()) throw regExp(stringEx(refusals.invalid), regCode::invalidObject);
+  const auto refuse = [&](const qvExp& failure) {
+    CMessage(refusals.failed).Field("\n@ ", failure.GetMessage()).Throw<regExp>(regCode::importText);
+  };
+  try {
+    step();
+  } catch (const ioExp& failure) {
+    refuse(failure);
+  } catch (const tconvExp& failure) {
+    refuse(failure);
+  } catch (const csvExp& failure) {
+    refuse(failure);
+  }
+}
+
+/// Puts a value into the key, in place of one of that name.
+void PutValue(const CFakeRegistry& key, std::string_view name, CRegValue value);
+
+template <class Step>
+void ExportKeys(const CFakeRegistry& handle, const TEXTREFUSALS& refusals, CTextOut& out, Step step) {
+  const auto refuse = [&](const qvExp& failure) {
+    CMessage(refusals.failed).Field("\n@ ", failure.GetMessage()).Throw<regExp>(regCode::exportText);
+  };
+  const CRegGuard root(handle, refusals.invalid);
+  try {
+    CTreeWalk walk(root.Key(), refusals.invalid, refusals.circle);
+    stringEx path;
+    std::vector<std::uint64_t> lengths{0};  // of the paths of the keys above
+    while (walk.Next()) {
+      if (walk.IsEnter() && walk.Depth() != 0) {
+        const std::string_view name = walk.Name();
+        if (name.empty() || name.find('\\') != std::string_view::npos)
+          RefuseText("subkey can not be named in a path", name);
+        lengths.push_back(path.length());
+        if (!path.empty()) path += '\\';
+        path += name;
+      }
+      step(walk, path);
+      out.Advance();
+      if (!walk.IsEnter()) {
+        path.truncate(lengths.back());
+        lengths.pop_back();
+      }
+    }
+    out.Finish();
+  } catch (const ioExp& failure) {
+    refuse(failure);
+  } catch (const tconvExp& failure) {
+    refuse(failure);
+  } catch (const csvExp& failure) {
+    refuse(failure);
+  }
+}
+
+}  // namespace Qorv::IMPL
