@@ -368,6 +368,14 @@ TEST(Names, AreOrderedByTheirBytesAndAsOfAnyWidth) {
   EXPECT_TRUE(bytes.empty());
 }
 
+TEST(Names, ThatCannotBeConvertedAreRefused) {
+  CFakeRegistry key = Fresh();
+  const wchar_t none[] = {L'a', static_cast<wchar_t>(0xD800), 0};
+  EXPECT_EQ("4: REGTEXT - name has no place in the process's encoding",
+            FailureOf<tconvExp>([&] { key.WriteValue(wstringEx(none), true); }));
+  EXPECT_EQ(0u, key.GetValueCount());
+}
+
 struct SEQUENCE {
   const char* name;
   std::vector<const char*> names;

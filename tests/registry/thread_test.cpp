@@ -149,7 +149,9 @@ TEST(Threads, WaitForExclusiveAccessAsLongAsTheySay) {
     same.EndExclusiveAccess();
     EXPECT_FALSE(key.BeginExclusiveAccess(30));
   }).join();
+  key = CFakeRegistry();
   key.EndExclusiveAccess();
+  key = same;
   key.EndExclusiveAccess();
   std::thread([&] {
     EXPECT_TRUE(key.BeginExclusiveAccess(0));

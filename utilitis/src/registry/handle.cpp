@@ -19,6 +19,12 @@ CRegShare ShareOf(const CFakeRegistry& handle) {
 
 }  // namespace
 
+REGTEXT::REGTEXT(const wstringEx& text) : own_(text.to_narrow()), text_(own_) {
+  if (own_.to_wide() != text)
+    throw tconvExp(stringEx::view("REGTEXT - name has no place in the process's encoding"),
+                   tconvCode::convert);
+}
+
 void REGTEXTOUT::Put(std::string_view text) const {
   if (narrow_ != nullptr) narrow_->assign(text);
   if (wide_ != nullptr) *wide_ = stringEx::view(text).to_wide();
@@ -92,7 +98,7 @@ bool CFakeRegistry::BeginExclusiveAccess(std::int64_t timeout) QORV_NO_THREAD_SA
 
 void CFakeRegistry::EndExclusiveAccess() QORV_NO_THREAD_SAFETY_ANALYSIS {
   --exclusive_;
-  key_->lock.Leave();
+  if (key_ != nullptr) key_->lock.Leave();  // an invalid handle may have been assigned meanwhile
   lock_.Leave();
 }
 

@@ -28,10 +28,10 @@ CFakeRegistry CRegHandle::Share(REGKEY* key) noexcept {
 void CRegHandle::SetKey(CFakeRegistry& handle, REGKEY* key) QORV_NO_THREAD_SAFETY_ANALYSIS {
   CRegShare old(key);
   // Whoever holds the handle exclusively holds its key: now the new one.
-  for (std::uint32_t i = 0; i < handle.exclusive_; ++i)
+  for (std::uint32_t i = 0; i < handle.exclusive_ && key != nullptr; ++i)
     key->lock.Enter();
   old = CRegShare(std::exchange(handle.key_, old.Detach()));
-  for (std::uint32_t i = 0; i < handle.exclusive_; ++i)
+  for (std::uint32_t i = 0; i < handle.exclusive_ && old.Get() != nullptr; ++i)
     old->lock.Leave();
 }
 

@@ -7,16 +7,16 @@
 
 namespace Qorv {
 
-/// A name or a path as an argument. Wide text is converted to the process's encoding where it comes in (tconvExp); the
-/// other two kinds pass as their bytes. Refers to the text it was made from: for parameters only.
+/// A name or a path as an argument. Wide text is converted to the process's encoding where it comes in; what has no place
+/// there is tconvExp, code 4, for without it the name would be another. The other two kinds pass as their bytes. Refers to
+/// the text it was made from: for parameters only.
 class REGTEXT {
  public:
   REGTEXT(const char* text) noexcept : text_(text) {}               // NOLINT(google-explicit-constructor)
   REGTEXT(std::string_view text) noexcept : text_(text) {}          // NOLINT(google-explicit-constructor)
   REGTEXT(const stringEx& text) noexcept : text_(text) {}           // NOLINT(google-explicit-constructor)
   REGTEXT(const wchar_t* text) : REGTEXT(wstringEx::view(text)) {}  // NOLINT(google-explicit-constructor)
-  REGTEXT(const wstringEx& text)
-      : own_(text.to_narrow()), text_(own_) {}  // NOLINT(google-explicit-constructor)
+  REGTEXT(const wstringEx& text);                                   // NOLINT(google-explicit-constructor)
   REGTEXT(const byteEx& text)
   noexcept  // NOLINT(google-explicit-constructor)
       : text_(reinterpret_cast<const char*>(text.data()), text.length()) {}
