@@ -1,5 +1,6 @@
 // One task over text in the encoding that the environment gives: "save <hex>" shows the image of a value and a subkey of
-// this name, with this text; "open <hex>" what an image with such text in it holds.
+// this name, with this text; "open <hex>" what an image with such text in it holds; "rows <hex>" such a value two keys down as
+// rows in UTF-8, and whether they are read as the same.
 #include <cstdio>
 #include <string_view>
 
@@ -16,6 +17,14 @@ int main(int, char** arguments) {
     registry.WriteValue(text, text);
     registry.WriteValue("\xFFset", std::vector<stringEx>{text});
     std::printf("%s", TestSupport::HexOf(registry.Save()).c_str());
+  } else if (std::string_view(arguments[1]) == "rows") {
+    registry.GainSubkey(text + "\\" + text).WriteValue(text, text);
+    stringEx rows;
+    registry.ExportCsv(rows, true);
+    CFakeRegistry again;
+    again.Clear();
+    again.ImportCsv(rows, true);
+    std::printf("%s %s", rows.hex().data(), again.Save() == registry.Save() ? "the same" : "another");
   } else {
     stringEx image;
     {

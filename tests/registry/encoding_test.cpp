@@ -65,6 +65,15 @@ TEST_P(Conversion, GoesBothWays) {
   EXPECT_EQ(read, std::string(GetParam().memory) + " " + GetParam().memory);
 }
 
+// Name by name: what parts them is a backslash in rows, whatever it is in the encoding.
+TEST_P(Conversion, GoesBothWaysInRows) {
+  const std::string text = GetParam().image;
+  const std::string key = "2C22222C4B45592C22220A";  // ,"",KEY,""
+  const std::string rows = "2222" + key + text + key + text + "5C" + text + key + text + "5C" + text + "2C" +
+                           text + "2C535452494E472C" + text + "0A";
+  EXPECT_EQ(OutputOf(GetParam(), std::string("rows ") + GetParam().memory), rows + " the same");
+}
+
 INSTANTIATE_TEST_SUITE_P(Rows, Conversion, testing::ValuesIn(conversions), rowName);
 
 // Letters that the encoding does not have, and what is no UTF-8, are not dropped.

@@ -125,6 +125,15 @@ TEST(Rows, HaveElementsToChoose) {
             RowsOf<CCsvParser>("'a;b';c\r\r\nd\r\n", 1, std::uint64_t{99}, '\'', ';', "\r\n"));
 }
 
+TEST(Rows, MayBeginLikeTheirLineEnd) {
+  EXPECT_EQ("<xa>/<a>/<aac>/", RowsOf<CCsvParser>("xaabaabaac", 1, std::uint64_t{99}, '\'', ';', "ab"));
+  EXPECT_EQ(
+      "1: CCsvParser::GetNextRow - delimiter or line end mark not follow by end of qouter\n  char    = a "
+      "(0x61)\n"
+      "  expect  = ; or the line end\n  content = x",
+      RowsOf<CCsvParser>("'x'ac", 1, std::uint64_t{99}, '\'', ';', "ab"));
+}
+
 TEST(Rows, AreBoundByTheirQuota) {
   const auto csv = [](std::uint64_t quota) {
     return RowsOf<CCsvParser>("ab,c\nab,cd\n\"e\"\n", 9000, quota);

@@ -1,6 +1,7 @@
 // The four text forms: how they look, that they give the same tree back, and what they refuse.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
 
 #include <qorv/error.h>
@@ -137,6 +138,32 @@ TEST_P(Form, GivesEveryTreeBack) {
   }
 }
 
+// Names and texts that look like what a form itself writes, and all bytes there are.
+TEST_P(Form, KeepsWhatLooksLikeItsOwn) {
+  std::string bytes;
+  for (int byte = 0; byte < 0x100; ++byte)
+    bytes += static_cast<char>(byte);
+  std::vector<stringEx> texts{stringEx(std::string_view(bytes))};
+  for (const char* const text :
+       {"",  "x type=", " name=", "</value>", "<string/>", "&amp;",    "~e",          "e",
+        "~", "~~r",     "[k]",    "[\"\"]",   "\"\"",      ":STRING=", "\r",          "\n",
+        " ", ",",       "|",      "\\n",      "KEY",       "<!--",     "\xEF\xBB\xBF"})
+    texts.emplace_back(text);
+  CFakeRegistry tree = Fresh();
+  for (const stringEx& text : texts) {
+    tree.WriteValue(text, text);
+    CFakeRegistry key = tree.GainSubkey(text);
+    key.WriteValue("one", std::vector<stringEx>{text});
+    key.WriteValue("two", std::vector<stringEx>{text, stringEx()});
+  }
+  double real = -0.0;
+  for (const char* const name : {"negative zero", "least", "infinite", "none"}) {
+    tree.WriteValue(name, real);
+    real = *name == 'n' ? 5e-324 : *name == 'l' ? -HUGE_VAL : std::nan("");
+  }
+  EXPECT_EQ(TreeText(tree), TreeText(Taken(GetParam(), GetParam().put(tree))));
+}
+
 TEST_P(Form, AddsToWhatIsThere) {
   CFakeRegistry tree = Fresh();
   tree.WriteValue("b:c", "old");
@@ -199,9 +226,52 @@ TEST_P(Form, RefusalsAreTold) {
 
 INSTANTIATE_TEST_SUITE_P(Forms, Form, testing::ValuesIn(forms), rowName);
 
+// Fails behind what it has.
+class BrokenSource final : public CMemSource {
+ public:
+  using CMemSource::CMemSource;
+  std::size_t Read(void* out, std::size_t size) override {
+    const std::size_t count = CMemSource::Read(out, size);
+    if (count == 0) throw ioExp(stringEx("bad sector"), 7);
+    return count;
+  }
+  bool IsEof() const override { return false; }
+};
+
+TEST(Text, FailuresOfSourcesAreTold) {
+  const auto take = [](void (CFakeRegistry::*form)(TDataSource&)) {
+    CFakeRegistry tree = Fresh();
+    BrokenSource source(stringEx("\n"));
+    return FailureOf<regExp>([&] { (tree.*form)(source); });
+  };
+  EXPECT_EQ("19: CFakeRegistry::ImportIni - failed import from ini\n\n@ bad sector",
+            take(&CFakeRegistry::ImportIni));
+  EXPECT_EQ("19: CFakeRegistry::ImportXml - failed import from xml data\n\n@ bad sector",
+            take(&CFakeRegistry::ImportXml));
+  CFakeRegistry tree = Fresh();
+  BrokenSource source(stringEx("k,,KEY,\"\"\n"));
+  EXPECT_EQ("19: CFakeRegistry::ImportCsv - failed import from csv\n\n@ bad sector",
+            FailureOf<regExp>([&] { tree.ImportCsv(source); }));
+  EXPECT_EQ("[]\n[\\k]\n", TreeText(tree));
+}
+
+TEST(Text, IsAsItWasBehindAFailedExport) {
+  CFakeRegistry tree = Fresh();
+  tree.WriteValue("a", "b");
+  tree.WriteRawValue("v", 9, {});
+  stringEx text("kept");
+  EXPECT_THROW(tree.ExportIni(text), regExp);
+  EXPECT_EQ("kept", std::string(text));
+  tree.RemoveValue("v");
+  tree.ExportIni(text);
+  EXPECT_EQ("kept[]\na:STRING=b\n", std::string(text));
+}
+
+enum : unsigned { ini, xml, csv, json };
+
 struct TAKEN {
   const char* name;
-  void (CFakeRegistry::*take)(const stringEx&);
+  unsigned form;  // of forms
   std::string text;
   std::string expected;  // the tree, and the failure behind it
 };
@@ -210,41 +280,55 @@ class ByHand : public testing::TestWithParam<TAKEN> {};
 
 TEST_P(ByHand, TextIsTakenLikeThis) {
   CFakeRegistry tree = Fresh();
-  const std::string failure =
-      FailureOf<regExp>([&] { (tree.*GetParam().take)(stringEx(GetParam().text.c_str())); });
+  const std::string failure = FailureOf<regExp>(
+      [&] { forms[GetParam().form].take(tree, stringEx(std::string_view(GetParam().text))); });
   EXPECT_EQ(GetParam().expected, TreeText(tree) + (failure == "no failure" ? "" : failure));
 }
 
 #define REFUSED(OPERATION, FORM, WHAT) \
   "19: CFakeRegistry::" OPERATION " - failed import from " FORM "\n\n@ " WHAT "\n  content = "
 const TAKEN takenRows[] = {
-    {"IniComments", &CFakeRegistry::ImportIni, "# one\r\n;two\r\n\r\n[a]\r\nv:BOOL=Yes\r\n",
-     "[]\n[\\a]\nv (bool) 01\n"},
-    {"IniWithoutASection", &CFakeRegistry::ImportIni, "v:BOOL=true", "[]\nv (bool) 01\n"},
-    {"IniWithoutAType", &CFakeRegistry::ImportIni, "v:BOOL=n\nnonsense",
+    {"IniComments", ini, "# one\r\n;two\r\n\r\n[a]\r\nv:BOOL=Yes\r\n", "[]\n[\\a]\nv (bool) 01\n"},
+    {"IniWithoutASection", ini, "v:BOOL=true", "[]\nv (bool) 01\n"},
+    {"IniWithoutAType", ini, "v:BOOL=n\nnonsense",
      "[]\nv (bool) 00\n" REFUSED("ImportIni", "ini", "line without a type") "nonsense"},
-    {"IniUnknownType", &CFakeRegistry::ImportIni, "v:WORD=1",
-     "[]\n" REFUSED("ImportIni", "ini", "unknown type") "v:WORD=1"},
-    {"IniNumberTooLarge", &CFakeRegistry::ImportIni, "v:DWORD=4294967295\nw:DWORD=4294967296",
+    {"IniUnknownType", ini, "v:WORD=1", "[]\n" REFUSED("ImportIni", "ini", "unknown type") "v:WORD=1"},
+    {"IniNumberTooLarge", ini, "v:DWORD=4294967295\nw:DWORD=4294967296",
      "[]\nv (dword) FFFFFFFF\n" REFUSED("ImportIni", "ini", "no number of its type") "4294967296"},
-    {"IniNoNumber", &CFakeRegistry::ImportIni, "v:QWORD=-1",
-     "[]\n" REFUSED("ImportIni", "ini", "no number of its type") "-1"},
-    {"IniNoFloat", &CFakeRegistry::ImportIni, "v:FLOAT=1,5",
-     "[]\n" REFUSED("ImportIni", "ini", "no float") "1,5"},
-    {"IniFloatsWithoutEnd", &CFakeRegistry::ImportIni, "v:FLOAT=-inf\nw:FLOAT=nan",
+    {"IniNoNumber", ini, "v:QWORD=-1", "[]\n" REFUSED("ImportIni", "ini", "no number of its type") "-1"},
+    {"IniNoFloat", ini, "v:FLOAT=1,5", "[]\n" REFUSED("ImportIni", "ini", "no float") "1,5"},
+    {"IniFloatsWithoutEnd", ini, "v:FLOAT=-inf\nw:FLOAT=nan",
      "[]\nv (float8) 000000000000F0FF\nw (float8) 000000000000F87F\n"},
-    {"IniHalfAByte", &CFakeRegistry::ImportIni, "v:BLOB=ABC",
-     "[]\n" REFUSED("ImportIni", "ini", "no blob") "ABC"},
-    {"IniSectionWithoutEnd", &CFakeRegistry::ImportIni, "[a",
-     "[]\n" REFUSED("ImportIni", "ini", "section without its end") "[a"},
-    {"XmlByAnotherHand", &CFakeRegistry::ImportXml,
+    {"IniHalfAByte", ini, "v:BLOB=ABC", "[]\n" REFUSED("ImportIni", "ini", "no blob") "ABC"},
+    {"IniSectionWithoutEnd", ini, "[a", "[]\n" REFUSED("ImportIni", "ini", "section without its end") "[a"},
+    {"XmlByAnotherHand", xml,
      "<?xml version='1.0'?><!-- <value> --><CConfig>\n<key\n path='a'><key path=\"a\\b\"/>"
      "<value type='STRING_SET' name='v'>\n <string>x</string>\n <string/></value></key></CConfig>",
      "[]\n[\\a]\nv (string set) 020000000100000078000000000000\n[\\a\\b]\n"},
-    {"XmlWithoutAName", &CFakeRegistry::ImportXml, "<value type=\"BOOL\">y</value>",
+    {"IniSectionWithMoreBehind", ini, "[a]b",
+     "[]\n" REFUSED("ImportIni", "ini", "section without its end") "[a]b"},
+    {"IniNoneWithAValue", ini, "v:NONE=x", "[]\n" REFUSED("ImportIni", "ini", "no value of its type") "x"},
+    {"XmlCutBehindAnElement", xml, "<CConfig><key path=\"a\"></key>",
+     "[]\n[\\a]\n" REFUSED("ImportXml", "xml data",
+                           "CConfig without its end") "<CConfig><key path=\"a\"></key>"},
+    {"XmlKeyWithoutItsEnd", xml, "<CConfig><key path=\"a\"></CConfig>",
+     "[]\n[\\a]\n" REFUSED("ImportXml", "xml data", "end without its element") "/CConfig"},
+    {"XmlEndWithoutItsKey", xml, "<CConfig></key></CConfig>",
+     "[]\n" REFUSED("ImportXml", "xml data", "end without its element") "/key"},
+    {"CsvSetOfTwoRows", csv, ",s,STRING_SET,\"a\nb\"\n",
+     "[]\n" REFUSED("ImportCsv", "csv", "set of several rows") "a\nb"},
+    {"CsvKeyWithAValue", csv, "a,b,KEY,\"\"\n",
+     "[]\n[\\a]\n" REFUSED("ImportCsv", "csv", "key with a value") "a"},
+    {"JsonByAnotherHand", json, "[ [\"a\",\"v\",\"BOOL\",true] , [\"\",\"n\",\"DWORD\",7] ]",
+     "[]\nn (dword) 07000000\n[\\a]\nv (bool) 01\n"},
+    {"JsonUnclosed", json, "[[\"\",\"v\",\"BOOL\",\"yes",
+     "[]\n19: CFakeRegistry::ImportJson - failed import from csv\n\n@ CJsonParser::GetNextRow - the last "
+     "qouted field is not "
+     "closed correctly\n  content = yes"},
+    {"XmlWithoutAName", xml, "<value type=\"BOOL\">y</value>",
      "[]\n" REFUSED("ImportXml", "xml data",
                     "element without an attribute that it needs") "value type=\"BOOL\""},
-    {"XmlWithoutItsEnd", &CFakeRegistry::ImportXml, "<value name=\"v\" type=\"BOOL\">yes",
+    {"XmlWithoutItsEnd", xml, "<value name=\"v\" type=\"BOOL\">yes",
      "[]\n" REFUSED("ImportXml", "xml data", "element without its end") "yes"},
 };
 INSTANTIATE_TEST_SUITE_P(Rows, ByHand, testing::ValuesIn(takenRows), rowName);

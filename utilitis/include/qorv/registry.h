@@ -215,11 +215,12 @@ class CFakeRegistry {
   // --- text ------------------------------------------------------------------------------------------------------------
 
   /// The tree in one of four forms of text, each of which the import of its name reads as the same tree; docs/registry.md tells
-  /// them. A float is written with 16 digits. A subkey whose name is empty or has a backslash cannot be told by a path, and
-  /// is code 18, as are failures of the sink; a value of a type without a name is code 3, a circle code 22.
+  /// them. A float is written with 16 digits, so that its last bit may change. A subkey whose name is empty or has a backslash
+  /// cannot be told by a path, and is code 18, as are failures of the sink; a value of a type without a name is code 3, a circle
+  /// code 22. A string is appended to, and as it was behind a failure.
   ///
   /// An import adds to the tree, in place of values of the same names. What is no text of its form, and failures of the source,
-  /// are code 19; what was read before stays.
+  /// are code 19; what was read before stays. All but rows are read into memory as a whole first.
   ///
   /// Text passes as its bytes; in rows, `asUtf8` converts it between the process's encoding and UTF-8.
   void ExportIni(TDataSink& target) const;

@@ -18,6 +18,13 @@ inline constexpr std::uint64_t rowDefaultQuota = 0x40000000;
 
 namespace IMPL {
 
+/// The texts of a parser's own failures.
+struct ROWREFUSALS {
+  std::string_view end;
+  std::string_view status;
+  std::string_view quota;
+};
+
 /// What parsers of rows have in common: a source, of which they hold a share, and its bytes through a buffer.
 class CRowParser {
  public:
@@ -25,28 +32,40 @@ class CRowParser {
   CRowParser& operator=(const CRowParser&) = delete;
 
  protected:
-  CRowParser() = default;
+  explicit CRowParser(const ROWREFUSALS& refusals) noexcept : refusals_(&refusals) {}
   ~CRowParser() = default;
 
   void Bind(CHandle<TDataSource> source, std::uint64_t quota);
-  /// What is in the buffer and not yet taken; empty at the end of the data only.
-  std::string_view Ahead();
+  /// What is in the buffer and not yet taken; empty at the end of the data only. Valid until the next operation.
+  std::string_view Ahead() {
+    if (ahead_.empty()) ReadOn();
+    return ahead_;
+  }
   /// True if these bytes come next, wherever the buffer ends.
   bool IsNext(std::string_view bytes);
   /// Takes bytes that Ahead has shown, and counts them.
-  void Take(std::size_t count);
-  void BeginRow() noexcept { rowLength_ = 0; }
-  bool HasBegun() const noexcept { return rowLength_ != 0; }
+  void Take(std::size_t count) {
+    if (count > left_) RefuseQuota();
+    left_ -= count;
+    ahead_.remove_prefix(count);
+  }
+  /// Takes what comes before the next of these two, and appends it to the field.
+  void TakeRun(stringEx& field, char end, char otherEnd);
+  void BeginRow() noexcept { left_ = quota_; }
+  bool HasBegun() const noexcept { return left_ != quota_; }
+  [[noreturn]] void RefuseEnd(const stringEx& field) const;
+  [[noreturn]] void RefuseStatus(unsigned status) const;
 
  private:
-  virtual void RefuseQuota(std::uint64_t quota) const = 0;
   bool ReadOn();
+  [[noreturn]] void RefuseQuota();
 
+  const ROWREFUSALS* refusals_;
   CHandle<TDataSource> source_;
   std::uint64_t quota_ = rowDefaultQuota;
-  std::uint64_t rowLength_ = 0;
+  std::uint64_t left_ = rowDefaultQuota;  // of the quota, in this row
   byteEx buffer_;
-  std::size_t position_ = 0;
+  std::string_view ahead_;  // the rest of the buffer
 };
 
 }  // namespace IMPL
@@ -62,14 +81,15 @@ class CRowParser {
 /// after a quote | a quote, on  | the field ends   | field and row end   | csvExp, code 1     | field and row end
 ///
 /// So a delimiter at the end of a row begins no further field: an empty last one is to be quoted. Failures are csvExp with a
-/// number of csvCode, code 5 for a row beyond the quota; those of the source pass on unchanged. What was taken stays taken:
-/// the next call goes on behind it. One thread uses a parser.
-class CCsvParser final : private IMPL::CRowParser {
+/// number of csvCode, code 5 for a row beyond the quota, in which all bytes count, those of the line end too; failures of the
+/// source pass on unchanged. What was taken stays taken, and fields that had ended stay with the caller: the next call goes
+/// on behind it. One thread uses a parser.
+class CCsvParser : private IMPL::CRowParser {
  public:
-  CCsvParser() = default;
+  CCsvParser() noexcept;
 
-  /// Reads from this source from now on, in place of the one before. The two elements are to differ, and from the line end's
-  /// first; an empty line end means a line feed. The quota is in bytes.
+  /// Reads from this source from now on, in place of the one before, of which what was read ahead is dropped. The two
+  /// elements are to differ, and from the line end's first; an empty line end means a line feed. The quota is in bytes.
   void Open(CHandle<TDataSource> source, std::uint64_t quota = rowDefaultQuota, char quote = '"',
             char delimiter = ',', std::string_view lineEnd = "\n");
   /// Appends the fields of the next row; an empty line has none. False at the end of the data.
@@ -81,15 +101,13 @@ class CCsvParser final : private IMPL::CRowParser {
   void PutRow(stringEx& target, std::span<const stringEx> fields) const;
 
  private:
-  void RefuseQuota(std::uint64_t quota) const override;
-  bool TakeLineEnd();
-  void TakeBare(stringEx& field);
-  void TakeQuoted(stringEx& field);
+  unsigned NextInput(unsigned state);
+  void TakeInput(unsigned input);
   [[noreturn]] void RefuseElement(char element, const stringEx& field) const;
 
   char quote_ = '"';
   char delimiter_ = ',';
-  stringEx lineEnd_{"\n"};
+  stringEx lineEnd_ = stringEx::view("\n");
   std::uint64_t lines_ = 0;
 };
 
@@ -104,22 +122,16 @@ class CCsvParser final : private IMPL::CRowParser {
 /// behind \     | r, n and t give a return, a feed and a tab, anything else itself                      | csvExp, code 1
 ///
 /// Blanks are blank, tab, feed and return. The byte behind a closing quote is taken with it: a comma goes on, a bracket ends
-/// the row, anything else is lost. All else is as of CCsvParser.
-class CJsonParser final : private IMPL::CRowParser {
+/// the row, anything else is lost. What stands around rows passes by, and so need not be there. All else is as of CCsvParser.
+class CJsonParser : private IMPL::CRowParser {
  public:
-  CJsonParser() = default;
+  CJsonParser() noexcept;
 
   void Open(CHandle<TDataSource> source, std::uint64_t quota = rowDefaultQuota);
   bool GetNextRow(std::vector<stringEx>& fields);
 
   /// Appends one row, without what stands around rows: all its fields quoted.
   static void PutRow(stringEx& target, std::span<const stringEx> fields);
-
- private:
-  void RefuseQuota(std::uint64_t quota) const override;
-  bool TakeBare(stringEx& field);
-  bool TakeQuoted(stringEx& field);
-  bool TakeBehindQuote();
 };
 
 }  // namespace Qorv

@@ -1,6 +1,7 @@
 #include "TextConv/lib_iconv.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 
 #include <qorv/detail/lasting.h>
@@ -37,10 +38,13 @@ struct IMPL::ICONVAPI {
     }
   }
 
-  // The system's own functions (glibc 2.36) read on beyond a text in this encoding that is not valid.
-  bool Serves(const stringEx& encoding) const {
-    return !isSystems ||
-           (encoding.compare_nocase("ISO-2022-CN-EXT") != 0 && encoding.compare_nocase("ISO2022CNEXT") != 0);
+  // The system's own functions (glibc 2.36) read on beyond a text in this encoding that is not valid. They also take its name
+  // with blanks and with what follows a slash, and an empty one for the locale's encoding.
+  bool Serves(std::string_view encoding) const {
+    stringEx letters;
+    for (const char element : encoding.substr(0, encoding.find('/')))
+      if (std::isalnum(static_cast<unsigned char>(element)) != 0) letters += element;
+    return !letters.empty() && (!isSystems || letters.compare_nocase("ISO2022CNEXT") != 0);
   }
 
   void Locate(const CDllLoader& library, const stringEx& openName, const stringEx& convertName,
@@ -81,7 +85,7 @@ CTextLibIConv::CTextLibIConv(const stringEx& encoding)
 
 CTextLibIConv::CTextLibIConv(std::uint32_t codePage)
     : encoding_(CPToEnc(codePage)), codePage_(codePage), api_(library.object) {
-  if (!encoding_.empty() && OpenBoth()) return;
+  if (OpenBoth()) return;
   Refuse("  code page     = ", stringEx().append_uint(codePage));
 }
 

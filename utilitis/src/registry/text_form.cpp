@@ -1,6 +1,7 @@
 #include "registry/text_form.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <iterator>
 #include <limits>
@@ -43,6 +44,14 @@ std::uint64_t NumberOf(std::string_view text, std::uint64_t most) {
   return number;
 }
 
+// As "%.16g" does in the "C" locale, whatever the process's is.
+void AppendReal(stringEx& text, double value) {
+  constexpr int digits = 16;
+  char room[digits + 8];  // a sign, a point, an exponent
+  const auto result = std::to_chars(room, std::end(room), value, std::chars_format::general, digits);
+  text.append({room, static_cast<std::size_t>(result.ptr - room)});
+}
+
 double RealOf(std::string_view text) {
   const std::string_view magnitude = text.starts_with('-') ? text.substr(1) : text;
   const double sign = text.starts_with('-') ? -1 : 1;
@@ -64,13 +73,21 @@ void RefuseText(std::string_view what, std::string_view content) {
   throw csvExp(std::move(text), csvCode::brokenField);
 }
 
+void RequireName(std::string_view name) {
+  if (name.empty() || name.find('\\') != std::string_view::npos)
+    RefuseText("subkey can not be named in a path", name);
+}
+
 void CTextOut::Advance() {
   if (sink_ == nullptr || own_.length() < pieceSize) return;
   Finish();
 }
 
 void CTextOut::Finish() {
-  if (sink_ == nullptr) return;
+  if (sink_ == nullptr) {
+    good_ = text_->length();
+    return;
+  }
   for (std::uint64_t taken = 0; taken < own_.length();) {
     const std::size_t count = sink_->Write(own_.data() + taken, own_.length() - taken);
     if (count == 0) throw ioExp(stringEx::view("the sink takes no more"), fileCode::write);
@@ -104,7 +121,7 @@ void AppendValueText(stringEx& text, const CRegValue& value) {
       text.append_uint(value.Number());
       break;
     case T_FLOAT8:
-      text.format_append("%.16g", value.Double());
+      AppendReal(text, value.Double());
       break;
     case T_BOOL:
       text += value.Number() != 0 ? "yes" : "no";
@@ -131,6 +148,7 @@ CRegValue ValueOf(std::uint32_t type, std::string_view text) {
       return CRegValue::FromBool(!text.empty() &&
                                  std::string_view("yYtT").find(text[0]) != std::string_view::npos);
     default:
+      if (!text.empty()) RefuseText("no value of its type", text);
       return {};
   }
 }

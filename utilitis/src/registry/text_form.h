@@ -9,6 +9,7 @@
 #include <qorv/detail/data_object.h>
 
 #include "error/message.h"
+#include "registry/byte_set.h"
 #include "registry/image_text.h"
 #include "registry/key.h"
 
@@ -27,13 +28,15 @@ struct TEXTREFUSALS {
   std::string_view failed;
 };
 
-/// Where text goes: collected, and handed to a sink by pieces, or appended to a string.
+/// Where text goes: collected, and handed to a sink by pieces, or appended to a string, which is as it was unless Finish has
+/// been called.
 class CTextOut {
  public:
   explicit CTextOut(TDataSink& sink) noexcept : sink_(&sink), text_(&own_) {}
-  explicit CTextOut(stringEx& target) noexcept : text_(&target) {}
+  explicit CTextOut(stringEx& target) noexcept : text_(&target), good_(target.length()) {}
   CTextOut(const CTextOut&) = delete;
   CTextOut& operator=(const CTextOut&) = delete;
+  ~CTextOut() { text_->truncate(good_); }
 
   stringEx& Text() noexcept { return *text_; }
   /// Between two lines: hands on what has come together. ioExp of the sink.
@@ -44,10 +47,14 @@ class CTextOut {
   TDataSink* sink_ = nullptr;
   stringEx own_;
   stringEx* text_;
+  std::uint64_t good_ = 0;
 };
 
 /// The failure of a text that is none of its form.
 [[noreturn]] void RefuseText(std::string_view what, std::string_view content);
+
+/// Refuses what cannot be a name in a path.
+void RequireName(std::string_view name);
 
 /// The word of a value's type; regExp, code 3, for one that has none.
 std::string_view WordOf(const CRegValue& value, std::string_view refusal);
@@ -101,8 +108,7 @@ void ExportKeys(const CFakeRegistry& handle, const TEXTREFUSALS& refusals, CText
     while (walk.Next()) {
       if (walk.IsEnter() && walk.Depth() != 0) {
         const std::string_view name = walk.Name();
-        if (name.empty() || name.find('\\') != std::string_view::npos)
-          RefuseText("subkey can not be named in a path", name);
+        RequireName(name);
         lengths.push_back(path.length());
         if (!path.empty()) path += '\\';
         path += name;

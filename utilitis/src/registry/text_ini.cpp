@@ -1,4 +1,6 @@
 // A tree as sections of lines.
+#include <algorithm>
+
 #include <qorv/stream.h>
 
 #include "registry/text_form.h"
@@ -20,22 +22,19 @@ constexpr char escape = '~';
 // In a set of one empty string; without it that would look like a set of none.
 constexpr char emptyString = 'e';
 
-// Line ends, the escape itself, and the elements of `more`.
-void AppendEscaped(stringEx& text, std::string_view value, std::string_view more) {
-  for (const char element : value) {
-    const bool isReturn = element == '\r';
-    if (isReturn || element == '\n') {
-      (text += escape) += isReturn ? 'r' : 'n';
-    } else {
-      if (element == escape || more.find(element) != std::string_view::npos) text += escape;
-      text += element;
-    }
-  }
+constexpr CByteSet inName("\r\n~:");
+constexpr CByteSet inValue("\r\n~");
+constexpr CByteSet inSet("\r\n~|");
+
+void AppendEscaped(stringEx& text, std::string_view value, const CByteSet& toEscape) {
+  AppendByRuns(text, value, toEscape, [&](char element) {
+    (text += escape) += element == '\r' ? 'r' : element == '\n' ? 'n' : element;
+  });
 }
 
 void AppendName(stringEx& text, std::string_view name) {
   if (!name.empty() && std::string_view("#;[").find(name[0]) != std::string_view::npos) text += escape;
-  AppendEscaped(text, name, ":");
+  AppendEscaped(text, name, inName);
 }
 
 void AppendSet(stringEx& text, const byteEx& packed) {
@@ -44,7 +43,7 @@ void AppendSet(stringEx& text, const byteEx& packed) {
   ForEachInSet(packed, [&](std::string_view string) {
     if (!isFirst) text += '|';
     isFirst = false;
-    AppendEscaped(text, string, "|");
+    AppendEscaped(text, string, inSet);
   });
   if (!isFirst && text.length() == before) (text += escape) += emptyString;
 }
@@ -56,7 +55,7 @@ void AppendValue(stringEx& text, std::string_view name, const CRegValue& value) 
   if (value.Type() == T_STRING_SET) {
     AppendSet(text, value.Bytes());
   } else if (value.Type() == T_STRING || value.Type() == T_EXP_STR) {
-    AppendEscaped(text, value.Text(), {});
+    AppendEscaped(text, value.Text(), inValue);
   } else {
     AppendValueText(text, value);
   }
@@ -67,7 +66,7 @@ void ExportTo(const CFakeRegistry& handle, CTextOut& out) {
   ExportKeys(handle, exporting, out, [&](const CTreeWalk& walk, const stringEx& path) {
     if (!walk.IsEnter()) return;
     out.Text() += '[';
-    AppendEscaped(out.Text(), path, {});
+    AppendEscaped(out.Text(), path, inValue);
     out.Text() += "]\n";
     for (const auto& [name, value] : walk.Key().values) {
       AppendValue(out.Text(), name, value);
@@ -80,23 +79,28 @@ char Unescaped(char element) noexcept {
   return element == 'r' ? '\r' : element == 'n' ? '\n' : element;
 }
 
-// The text up to the first `end` that is not escaped, taken off `rest` with it; all of it if there is none, or `end` is 0.
-// False if there is none.
-bool TakeUnescaped(std::string_view& rest, char end, stringEx& text) {
+// Takes the text off `rest` up to the first of the stops that is not escaped, and the stop with it; the escape is one of
+// them. All of it, and false, if there is no other. An escape of nothing stands for itself.
+bool TakeUnescaped(std::string_view& rest, const CByteSet& stops, stringEx& text) {
   text.clear();
-  for (std::size_t i = 0; i < rest.size(); ++i) {
-    if (rest[i] == escape && i + 1 < rest.size()) {
-      text += Unescaped(rest[++i]);
-    } else if (end != 0 && rest[i] == end) {
-      rest.remove_prefix(i + 1);
-      return true;
-    } else {
-      text += rest[i];
-    }
+  for (;;) {
+    const std::size_t run = std::min(stops.RunBefore(rest) + 1, rest.size());
+    if (run == 0) return false;
+    const char last = rest[run - 1];
+    const bool isEscape = last == escape && run < rest.size();
+    const bool isStop = last != escape && stops.Has(last);
+    text += rest.substr(0, isEscape || isStop ? run - 1 : run);
+    rest.remove_prefix(run);
+    if (isStop) return true;
+    if (!isEscape) continue;
+    text += Unescaped(rest[0]);
+    rest.remove_prefix(1);
   }
-  rest = {};
-  return false;
 }
+
+constexpr CByteSet nameStops("~:");
+constexpr CByteSet setStops("~|");
+constexpr CByteSet noStops("~");
 
 CRegValue SetOf(std::string_view rest) {
   constexpr char oneEmpty[] = {escape, emptyString};
@@ -106,35 +110,52 @@ CRegValue SetOf(std::string_view rest) {
   } else if (!rest.empty()) {
     for (bool more = true; more;) {
       strings.emplace_back();
-      more = TakeUnescaped(rest, '|', strings.back());
+      more = TakeUnescaped(rest, setStops, strings.back());
     }
   }
-  std::vector<std::string_view> views(strings.begin(), strings.end());
+  const std::vector<std::string_view> views(strings.begin(), strings.end());
   return {T_STRING_SET, PackSet(views)};
 }
 
-void ImportLine(CFakeRegistry& root, CFakeRegistry& key, std::string_view line) {
-  if (line.empty() || line[0] == '#' || line[0] == ';') return;
-  std::string_view rest = line;
-  stringEx text;
-  if (line[0] == '[') {
-    const std::size_t end = line.rfind(']');
-    if (end == std::string_view::npos) RefuseText("section without its end", line);
-    rest = line.substr(1, end - 1);
-    TakeUnescaped(rest, 0, text);
-    key = root.GainSubkey(text);
-    return;
+class CIniImport {
+ public:
+  explicit CIniImport(const CFakeRegistry& root) : root_(root), key_(root) {}
+
+  void TakeLine(std::string_view line) {
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    if (line.empty() || line[0] == '#' || line[0] == ';') return;
+    if (line[0] == '[') {
+      TakeSection(line);
+    } else {
+      TakeValue(line);
+    }
   }
-  if (!TakeUnescaped(rest, ':', text)) RefuseText("line without a type", line);
-  const std::size_t equals = rest.find('=');
-  const auto type = TypeOf(rest.substr(0, equals));
-  if (equals == std::string_view::npos || !type) RefuseText("unknown type", line);
-  rest.remove_prefix(equals + 1);
-  if (*type == T_STRING_SET) return PutValue(key, text, SetOf(rest));
-  stringEx value;
-  TakeUnescaped(rest, 0, value);
-  PutValue(key, text, ValueOf(*type, value));
-}
+
+ private:
+  void TakeSection(std::string_view line) {
+    if (!line.ends_with(']')) RefuseText("section without its end", line);
+    std::string_view path = line.substr(1, line.size() - 2);
+    TakeUnescaped(path, noStops, text_);
+    key_ = root_.GainSubkey(text_);
+  }
+
+  void TakeValue(std::string_view line) {
+    std::string_view rest = line;
+    if (!TakeUnescaped(rest, nameStops, name_)) RefuseText("line without a type", line);
+    const std::size_t equals = rest.find('=');
+    const auto type = TypeOf(rest.substr(0, equals));
+    if (equals == std::string_view::npos || !type) RefuseText("unknown type", line);
+    rest.remove_prefix(equals + 1);
+    if (*type == T_STRING_SET) return PutValue(key_, name_, SetOf(rest));
+    TakeUnescaped(rest, noStops, text_);
+    PutValue(key_, name_, ValueOf(*type, text_));
+  }
+
+  CFakeRegistry root_;
+  CFakeRegistry key_;
+  stringEx name_;
+  stringEx text_;
+};
 
 }  // namespace
 
@@ -151,13 +172,11 @@ void CFakeRegistry::ExportIni(stringEx& target) const {
 void CFakeRegistry::ImportIni(TDataSource& source) {
   ImportText(*this, importing, [&] {
     const stringEx text = ReadAll(source);
-    CFakeRegistry root = *this;
-    CFakeRegistry key = root;
+    CIniImport import(*this);
     for (std::string_view rest = text; !rest.empty();) {
-      std::string_view line = rest.substr(0, rest.find('\n'));
+      const std::string_view line = rest.substr(0, rest.find('\n'));
       rest.remove_prefix(std::min(line.size() + 1, rest.size()));
-      if (line.ends_with('\r')) line.remove_suffix(1);
-      ImportLine(root, key, line);
+      import.TakeLine(line);
     }
   });
 }

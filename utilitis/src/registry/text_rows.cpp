@@ -1,6 +1,4 @@
 // A tree as rows of four cells: path, name, type, value.
-#include <array>
-
 #include <qorv/row_parser.h>
 #include <qorv/stream.h>
 
@@ -21,11 +19,8 @@ struct CSVFORM {
                                           {},
                                           "CFakeRegistry::ImportCsv - failed import from csv\n"};
   using Parser = CCsvParser;
-  static void Put(stringEx& text, std::span<const stringEx> row, bool) { CCsvParser().PutRow(text, row); }
-  static void PutInner(stringEx& text, std::span<const stringEx> row) {
-    CCsvParser().PutRow(text, row);
-    text.truncate(text.length() - 1);  // it is the end of its cell
-  }
+  static void Begin(stringEx&, bool) {}
+  static void EndInner(stringEx& row) { row.truncate(row.length() - 1); }  // its cell ends it
   static void End(stringEx&) {}
 };
 
@@ -40,11 +35,8 @@ struct JSONFORM {
                                           {},
                                           "CFakeRegistry::ImportJson - failed import from csv\n"};
   using Parser = CJsonParser;
-  static void Put(stringEx& text, std::span<const stringEx> row, bool isFirst) {
-    text += isFirst ? "[\n" : ",\n";
-    CJsonParser::PutRow(text, row);
-  }
-  static void PutInner(stringEx& text, std::span<const stringEx> row) { CJsonParser::PutRow(text, row); }
+  static void Begin(stringEx& text, bool isFirst) { text += isFirst ? "[\n" : ",\n"; }
+  static void EndInner(stringEx&) {}
   static void End(stringEx& text) { text += "\n]\n"; }
 };
 
@@ -54,46 +46,90 @@ class CCellText {
   explicit CCellText(bool asUtf8) {
     if (asUtf8) text_.emplace();
   }
-  stringEx Out(std::string_view text) { return stringEx(text_ ? text_->ToImage(text) : text); }
-  stringEx In(std::string_view text) { return stringEx(text_ ? text_->FromImage(text) : text); }
+  /// Refer to what they were given where nothing is converted.
+  stringEx Out(std::string_view text) {
+    return text_ ? stringEx(text_->ToImage(text)) : stringEx::view(text);
+  }
+  stringEx OutPath(const stringEx& path) {
+    return text_ ? PathOf(path, [this](std::string_view name) { return text_->ToImage(name); }) : path;
+  }
+  stringEx In(const stringEx& text) { return text_ ? stringEx(text_->FromImage(text)) : text; }
+  stringEx InPath(const stringEx& path) {
+    return text_ ? PathOf(path, [this](std::string_view name) { return text_->FromImage(name); }) : path;
+  }
 
  private:
+  // Name by name: a backslash is one in all encodings, but for those where its byte is a part of a letter.
+  template <class Convert>
+  static stringEx PathOf(std::string_view path, Convert convert) {
+    stringEx out;
+    for (std::string_view name = TakeName(path); !name.empty(); name = TakeName(path)) {
+      const std::string_view converted = convert(name);
+      RequireName(converted);
+      if (!out.empty()) out += '\\';
+      out += converted;
+    }
+    return out;
+  }
+
   std::optional<CImageText> text_;
 };
 
-template <class Form>
-stringEx CellOf(const CRegValue& value, CCellText& conv) {
-  stringEx cell;
-  if (value.Type() == T_STRING_SET) {
-    std::vector<stringEx> strings;
-    ForEachInSet(value.Bytes(), [&](std::string_view string) { strings.push_back(conv.Out(string)); });
-    if (!strings.empty()) Form::PutInner(cell, strings);
-    return cell;
-  }
-  AppendValueText(cell, value);
-  return value.Type() == T_STRING || value.Type() == T_EXP_STR ? conv.Out(cell) : cell;
+bool IsText(std::uint32_t type) noexcept {
+  return type == T_STRING || type == T_EXP_STR;
 }
 
 template <class Form>
-void ExportTo(const CFakeRegistry& handle, CTextOut& out, bool asUtf8) {
-  CCellText conv(asUtf8);
-  bool isFirst = true;
-  const auto put = [&](const std::array<stringEx, 4>& row) {
-    Form::Put(out.Text(), row, isFirst);
-    isFirst = false;
-    out.Advance();
-  };
-  ExportKeys(handle, Form::exporting, out, [&](const CTreeWalk& walk, const stringEx& path) {
+class CRowExport {
+ public:
+  CRowExport(CTextOut& out, bool asUtf8) : out_(out), conv_(asUtf8) {}
+
+  void Put(const CTreeWalk& walk, const stringEx& path) {
     if (walk.IsEnter()) {
-      const stringEx place = conv.Out(path);
-      put({place, stringEx(), stringEx(keyWord), stringEx()});
+      const stringEx place = conv_.OutPath(path);
+      PutRow(place, {}, keyWord, {});
       for (const auto& [name, value] : walk.Key().values)
-        put({place, conv.Out(name), stringEx(WordOf(value, Form::exporting.type)),
-             CellOf<Form>(value, conv)});
+        PutRow(place, name, WordOf(value, Form::exporting.type), CellOf(value));
     } else if (walk.Depth() == 0) {
-      Form::End(out.Text());
+      Form::End(out_.Text());
     }
-  });
+  }
+
+ private:
+  void PutRow(std::string_view place, std::string_view name, std::string_view word, const stringEx& cell) {
+    const stringEx row[] = {stringEx::view(place), conv_.Out(name), stringEx::view(word), cell};
+    Form::Begin(out_.Text(), isFirst_);
+    parser_.PutRow(out_.Text(), row);
+    isFirst_ = false;
+    out_.Advance();
+  }
+
+  stringEx CellOf(const CRegValue& value) {
+    if (IsText(value.Type())) return conv_.Out(value.Text());
+    stringEx cell;
+    if (value.Type() != T_STRING_SET) {
+      AppendValueText(cell, value);
+      return cell;
+    }
+    std::vector<stringEx> strings;
+    ForEachInSet(value.Bytes(), [&](std::string_view string) { strings.push_back(conv_.Out(string)); });
+    if (strings.empty()) return cell;
+    parser_.PutRow(cell, strings);
+    Form::EndInner(cell);
+    return cell;
+  }
+
+  CTextOut& out_;
+  CCellText conv_;
+  typename Form::Parser parser_;  // writes, and reads nothing
+  bool isFirst_ = true;
+};
+
+template <class Form>
+void ExportTo(const CFakeRegistry& handle, CTextOut& out, bool asUtf8) {
+  CRowExport<Form> rows(out, asUtf8);
+  ExportKeys(handle, Form::exporting, out,
+             [&](const CTreeWalk& walk, const stringEx& path) { rows.Put(walk, path); });
 }
 
 // A source that is somebody else's.
@@ -109,46 +145,64 @@ class CLentSource final : public TDataSource {
 };
 
 template <class Form>
-CRegValue SetOf(const stringEx& cell, CCellText& conv) {
-  std::vector<stringEx> strings;
-  if (!cell.empty()) {
-    typename Form::Parser parser;
-    parser.Open(MakeHandle<CMemSource>(cell));
-    parser.GetNextRow(strings);
+class CRowImport {
+ public:
+  CRowImport(const CFakeRegistry& root, bool asUtf8) : root_(root), key_(root), conv_(asUtf8) {}
+
+  void Take(const std::vector<stringEx>& row) {
+    constexpr std::size_t cells = 4;
+    if (row.empty()) return;
+    if (row.size() != cells) RefuseText("not a row of four cells", row[0]);
+    const stringEx& path = row[0];
+    const stringEx& name = row[1];
+    const stringEx& word = row[2];
+    const stringEx& cell = row[3];
+    if (path != path_) {
+      key_ = root_.GainSubkey(conv_.InPath(path));
+      path_ = path;
+    }
+    if (word == stringEx::view(keyWord)) {
+      if (!name.empty() || !cell.empty()) RefuseText("key with a value", path);
+      return;
+    }
+    const auto type = TypeOf(word);
+    if (!type) RefuseText("unknown type", word);
+    const CRegValue value =
+        *type == T_STRING_SET ? SetOf(cell) : ValueOf(*type, IsText(*type) ? conv_.In(cell) : cell);
+    PutValue(key_, conv_.In(name), value);
   }
-  std::vector<std::string_view> views;
-  for (stringEx& string : strings) {
-    string = conv.In(string);
-    views.push_back(string);
+
+ private:
+  CRegValue SetOf(const stringEx& cell) {
+    std::vector<stringEx> strings;
+    if (!cell.empty()) {
+      inner_.Open(MakeHandle<CMemSource>(cell));
+      inner_.GetNextRow(strings);
+      std::vector<stringEx> more;
+      if (inner_.GetNextRow(more)) RefuseText("set of several rows", cell);
+    }
+    for (stringEx& string : strings)
+      string = conv_.In(string);
+    const std::vector<std::string_view> views(strings.begin(), strings.end());
+    return {T_STRING_SET, PackSet(views)};
   }
-  return {T_STRING_SET, PackSet(views)};
-}
+
+  CFakeRegistry root_;
+  stringEx path_;  // of the row before
+  CFakeRegistry key_;
+  CCellText conv_;
+  typename Form::Parser inner_;
+};
 
 template <class Form>
-void ImportRow(CFakeRegistry& root, const std::vector<stringEx>& row, CCellText& conv) {
-  constexpr std::size_t cells = 4;
-  if (row.empty()) return;
-  if (row.size() != cells) RefuseText("not a row of four cells", row[0]);
-  const CFakeRegistry key = root.GainSubkey(conv.In(row[0]));
-  if (row[2] == stringEx::view(keyWord)) return;
-  const auto type = TypeOf(row[2]);
-  if (!type) RefuseText("unknown type", row[2]);
-  const stringEx name = conv.In(row[1]);
-  if (*type == T_STRING_SET) return PutValue(key, name, SetOf<Form>(row[3], conv));
-  const bool isText = *type == T_STRING || *type == T_EXP_STR;
-  PutValue(key, name, ValueOf(*type, isText ? conv.In(row[3]) : row[3]));
-}
-
-template <class Form>
-void ImportFrom(CFakeRegistry& handle, CHandle<TDataSource> source, bool asUtf8) {
+void ImportFrom(const CFakeRegistry& handle, CHandle<TDataSource> source, bool asUtf8) {
   ImportText(handle, Form::importing, [&] {
-    CCellText conv(asUtf8);
     typename Form::Parser parser;
     parser.Open(std::move(source));
-    CFakeRegistry root = handle;
+    CRowImport<Form> rows(handle, asUtf8);
     std::vector<stringEx> row;
     while (parser.GetNextRow(row)) {
-      ImportRow<Form>(root, row, conv);
+      rows.Take(row);
       row.clear();
     }
   });
