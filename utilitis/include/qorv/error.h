@@ -284,13 +284,10 @@ namespace IMPL {
 /// destructors.
 template <class Step>
 void DropWhileUnwinding(Step&& step) {
-  if (std::uncaught_exceptions() == 0) {
-    std::forward<Step>(step)();
-    return;
-  }
   try {
     std::forward<Step>(step)();
   } catch (...) {
+    if (std::uncaught_exceptions() == 0) throw;  // this one is caught, and so does not count
   }
 }
 

@@ -1,6 +1,8 @@
 // ISXF, a serial format that describes itself: items of a one-byte tag and a payload. docs/isxf.md has the layout.
 #pragma once
 
+#include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -9,6 +11,7 @@
 #include <type_traits>
 
 #include <qorv/detail/data_object.h>
+#include <qorv/detail/short_copy.h>
 #include <qorv/misc.h>
 #include <qorv/string.h>
 
@@ -59,25 +62,47 @@ inline constexpr std::int64_t isxfNoBound = invalidInt64;
 class CISXFBasic {
  public:
   /// Bytes that may still pass, or isxfNoBound.
-  std::int64_t GetCheckBound() const noexcept { return checkBound_; }
+  std::int64_t GetCheckBound() const noexcept {
+    return checkBound_ == isxfNoBound ? isxfNoBound : checkBound_ + static_cast<std::int64_t>(Window());
+  }
 
  protected:
   CISXFBasic(IDataObject* stream, std::int64_t bound) noexcept : stream_(stream), checkBound_(bound) {}
   ~CISXFBasic() = default;
 
+  // The window is what lies in memory from `next_` on and is off the bound already. It is opened, as far as it can be, where
+  // an item begins, and closed by what goes beyond it: none is open then until the end of that item.
+  std::size_t Window() const noexcept {
+    return windowEnd_ > next_ ? static_cast<std::size_t>(windowEnd_ - next_) : 0;
+  }
+  void OpenWindow(const unsigned char* end) noexcept {
+    const bool isBound = checkBound_ != isxfNoBound;
+    const auto count =
+        isBound ? std::min<std::int64_t>(end - next_, std::max<std::int64_t>(checkBound_, 0)) : end - next_;
+    windowEnd_ = next_ + count;
+    if (isBound) checkBound_ -= count;
+  }
+  void CloseWindow() noexcept {
+    checkBound_ = GetCheckBound();
+    windowEnd_ = nullptr;
+  }
   void _CheckBound(std::uint64_t size) {  // of one access, and so far from any overflow
+    if (size <= Window()) return;
+    CloseWindow();
     if (checkBound_ == isxfNoBound) return;
     const auto left = static_cast<std::int64_t>(static_cast<std::uint64_t>(checkBound_) - size);
     if (left < 0 || checkBound_ < 0) RefuseBound(size, left);
     checkBound_ = left;
   }
 
-  IDataObject* stream_;  // null for a reader of memory
+  IDataObject* stream_;            // null for a reader of memory
+  unsigned char* next_ = nullptr;  // in memory
 
  private:
   [[noreturn]] void RefuseBound(std::uint64_t size, std::int64_t left);
 
-  std::int64_t checkBound_;
+  const unsigned char* windowEnd_ = nullptr;
+  std::int64_t checkBound_;  // beyond the window
 };
 
 /// Reads items from a source or from memory, one after the other.
@@ -94,7 +119,11 @@ class CISXFReader : public CISXFBasic {
       : CISXFBasic(&source, bound) {}
   /// Over memory, which outlives the reader: without a stream, and so without a call for each of the small items.
   CISXFReader(const void* memory, std::size_t size, std::int64_t bound = isxfNoBound) noexcept
-      : CISXFBasic(nullptr, bound), next_(static_cast<const unsigned char*>(memory)), end_(next_ + size) {}
+      : CISXFBasic(nullptr, bound) {
+    next_ = const_cast<unsigned char*>(static_cast<const unsigned char*>(memory));  // never written
+    end_ = next_ + size;
+    OpenWindow(end_);
+  }
   /// Over a source of which nobody else reads: takes up to `size` bytes ahead, though no more than the bound allows, into
   /// `room`, which outlives the reader.
   CISXFReader(TDataSource& source, void* room, std::size_t size, std::int64_t bound) noexcept
@@ -110,6 +139,22 @@ class CISXFReader : public CISXFBasic {
   float GetFloat() { return Data<float>(isxfTag::singleFloat); }
   double GetDouble() { return Data<double>(isxfTag::doubleFloat); }
   long double GetLongDouble() { return Data<long double>(isxfTag::longDouble); }
+  /// A data item of up to 8 bytes, of a tag and a size that only the data tells: the value in the low bytes, 0 for void. Size
+  /// 0 is that of boolTrue, whose value is 1.
+  std::uint64_t GetNumber(std::uint8_t tag, std::size_t size) {
+    std::uint64_t value = 0;
+    if (Window() >= 1 + sizeof(value) && peekedType_ == nothingPeeked &&
+        (*next_ == tag || *next_ == isxfTag::none)) {
+      const bool isVoid = *next_ == isxfTag::none;
+      std::memcpy(&value, next_ + 1, sizeof(value));
+      next_ += 1 + (isVoid ? 0 : size);
+      return isVoid ? 0 : LowBytes(value, size);
+    }
+    if (!_GetAndVerifyType(tag)) return 0;
+    _CheckBound(size);
+    _Read(&value, size);
+    return LowBytes(value, size);
+  }
   bool GetBool() { return _GetAndVerifyType(isxfTag::boolTrue); }
 
   /// These grow their target with the data: its memory never goes far beyond what has come, whatever length the item
@@ -179,6 +224,23 @@ class CISXFReader : public CISXFBasic {
  private:
   static constexpr std::int32_t nothingPeeked = -1;
 
+  static std::uint64_t LowBytes(std::uint64_t value, std::size_t size) noexcept {
+    if (size == 0) return 1;
+    const std::size_t unused = 64 - 8 * size;
+    return std::endian::native == std::endian::big ? value >> unused : value << unused >> unused;
+  }
+  // True if an item of this tag comes next, with so many bytes at least, all in the window.
+  bool IsNear(std::uint8_t tag, std::size_t size) const noexcept {
+    return size <= Window() && peekedType_ == nothingPeeked && *next_ == tag;
+  }
+  template <class T>
+  T TakeNear() noexcept {
+    T value;
+    std::memcpy(&value, next_ + 1, sizeof(T));
+    next_ += 1 + sizeof(T);
+    return value;
+  }
+
   // False for void.
   bool _GetAndVerifyType(std::uint8_t expected) {
     std::uint8_t tag;
@@ -194,6 +256,7 @@ class CISXFReader : public CISXFBasic {
   }
   std::uint8_t TakeTag() {
     std::uint8_t tag;
+    if (Window() == 0) OpenWindow(end_);
     _CheckBound(1);
     _Read(&tag, 1);
     return tag;
@@ -218,6 +281,7 @@ class CISXFReader : public CISXFBasic {
   }
   template <class T>
   T Data(std::uint8_t tag) {
+    if (IsNear(tag, 1 + sizeof(T))) return TakeNear<T>();
     return _GetAndVerifyType(tag) ? Payload<T>() : T();
   }
 
@@ -230,6 +294,7 @@ class CISXFReader : public CISXFBasic {
   }
   template <class T>
   T Structural(std::uint8_t tag, std::string_view refusal) {
+    if (IsNear(tag, 1 + sizeof(T))) return TakeNear<T>();
     Require(tag, refusal);
     return Payload<T>();
   }
@@ -238,8 +303,9 @@ class CISXFReader : public CISXFBasic {
   template <class T>
   void ReadPieces(std::uint32_t length, basic_string_ex<T>& out);
   std::string_view View(std::uint8_t tag, stringEx& scratch) {
-    if (!_GetAndVerifyType(tag)) return {};
-    const auto length = Payload<std::uint32_t>();
+    const bool isNear = IsNear(tag, 1 + sizeof(std::uint32_t));
+    if (!isNear && !_GetAndVerifyType(tag)) return {};
+    const auto length = isNear ? TakeNear<std::uint32_t>() : Payload<std::uint32_t>();
     _CheckBound(length);
     if (length > Left()) return ViewCopied(length, scratch);
     next_ += length;
@@ -254,8 +320,7 @@ class CISXFReader : public CISXFBasic {
   [[noreturn]] static void RefuseVoid(std::string_view refusal);
   [[noreturn]] static void RefuseType(std::uint8_t expected, std::uint8_t real);
 
-  const unsigned char* next_ = nullptr;  // of the memory, or of what was read ahead
-  const unsigned char* end_ = nullptr;
+  unsigned char* end_ = nullptr;   // of the memory, or of what was read ahead
   unsigned char* room_ = nullptr;  // for reading ahead
   std::size_t roomSize_ = 0;
   std::int32_t peekedType_ = nothingPeeked;  // a tag that was taken from the source, and is yet to be read
@@ -274,10 +339,9 @@ class CISXFWriter : public CISXFBasic {
   /// Collects items in `room`, of `size` bytes, which outlives the writer, and gives it to the sink when it is full; what is
   /// in it at the end goes out by FlushBuffer alone.
   CISXFWriter(TDataSink& sink, void* room, std::size_t size, std::int64_t bound) noexcept
-      : CISXFBasic(&sink, bound),
-        room_(static_cast<unsigned char*>(room)),
-        next_(room_),
-        end_(room_ + size) {}
+      : CISXFBasic(&sink, bound), room_(static_cast<unsigned char*>(room)), end_(room_ + size) {
+    next_ = room_;
+  }
   void FlushBuffer();
 
   void PutVoid() { PutTag(isxfTag::none); }
@@ -288,6 +352,20 @@ class CISXFWriter : public CISXFBasic {
   void PutFloat(float value) { Data(isxfTag::singleFloat, value); }
   void PutDouble(double value) { Data(isxfTag::doubleFloat, value); }
   void PutLongDouble(long double value) { Data(isxfTag::longDouble, value); }
+  /// As GetNumber: a value whose low bytes are these, or void if `isVoid`.
+  void PutNumber(std::uint8_t tag, std::uint64_t value, std::size_t size, bool isVoid) {
+    if constexpr (std::endian::native == std::endian::big) value <<= size == 0 ? 0 : 64 - 8 * size;
+    unsigned char item[1 + sizeof(value)];
+    const bool isNear = sizeof(item) <= Window();
+    unsigned char* const at = isNear ? next_ : item;
+    Lay(at, isVoid ? isxfTag::none : tag, value);
+    const std::size_t count = 1 + (isVoid ? 0 : size);
+    if (isNear) {
+      next_ += count;
+    } else {
+      PutFar(item, count);
+    }
+  }
   void PutBool(bool value) { PutTag(value ? isxfTag::boolTrue : isxfTag::none); }
 
   void PutString(const stringEx& text) { PutString(text.data(), text.length()); }
@@ -295,13 +373,15 @@ class CISXFWriter : public CISXFBasic {
     PutString(reinterpret_cast<const char*>(bytes.data()), bytes.length());
   }
   void PutString(const char* text, std::uint64_t length) {
-    PutText(isxfTag::string, "CISXFWriter::PutString - string too long\n", text, length, sizeof(char));
+    PutBytes(isxfTag::string, "CISXFWriter::PutString - string too long\n", text, length);
   }
   void PutWString(const wstringEx& text) { PutWString(text.data(), text.length()); }
   /// `length` in characters.
   void PutWString(const wchar_t* text, std::uint64_t length);
   void PutBlob(const byteEx& bytes) { PutBlob(bytes.data(), bytes.length()); }
-  void PutBlob(const void* bytes, std::uint64_t length);
+  void PutBlob(const void* bytes, std::uint64_t length) {
+    PutBytes(isxfTag::blob, "CISXFWriter::PutBlob - blob too long\n", bytes, length);
+  }
 
   void PutCtrlCode(std::uint8_t value) { PutItem(isxfTag::ctrlCode, value); }
   void PutSegNumber(std::uint16_t value) { PutItem(isxfTag::segNumber, value); }
@@ -322,6 +402,8 @@ class CISXFWriter : public CISXFBasic {
   void PutSmallVersion(std::uint8_t value) { PutItem(isxfTag::smallVersion, value); }
 
  private:
+  static constexpr std::size_t headSize = 1 + sizeof(std::uint32_t);  // of a text
+
   // An extended float has bytes that belong to no value; they are written as zeros.
   template <class T>
   static constexpr std::size_t valueBytes = std::is_same_v<T, long double>&& std::numeric_limits<T>::digits ==
@@ -330,20 +412,19 @@ class CISXFWriter : public CISXFBasic {
                                                 : sizeof(T);
 
   void PutTag(std::uint8_t tag) {
-    _CheckBound(1);
-    _Write(&tag, 1);
+    if (Window() == 0) return PutFar(&tag, 1);
+    *next_++ = tag;
   }
   template <class T>
   void PutItem(std::uint8_t tag, T value) {
     constexpr std::size_t size = 1 + sizeof(T);
-    _CheckBound(size);
-    if (size <= Room()) {
+    if (size <= Window()) {
       Lay(next_, tag, value);
       next_ += size;
     } else {
       unsigned char item[size];
       Lay(item, tag, value);
-      _Write(item, size);
+      PutFar(item, size);
     }
   }
   template <class T>
@@ -360,6 +441,23 @@ class CISXFWriter : public CISXFBasic {
     } else {
       PutItem(tag, value);
     }
+  }
+  // Items that are not within the window.
+  void CheckFar(std::uint64_t size) {
+    if (Window() == 0) OpenWindow(end_);
+    _CheckBound(size);
+  }
+  void PutFar(const unsigned char* item, std::size_t size) {
+    CheckFar(size);
+    _Write(item, size);
+  }
+  void PutBytes(std::uint8_t tag, std::string_view refusal, const void* bytes, std::uint64_t length) {
+    constexpr std::uint64_t shortSize = 1024;
+    if (length - 1 >= shortSize || headSize + length > Window())
+      return PutText(tag, refusal, bytes, length, 1);
+    Lay(next_, tag, static_cast<std::uint32_t>(length));
+    IMPL::CopyShort(next_ + headSize, bytes, length);
+    next_ += headSize + length;
   }
   void PutText(std::uint8_t tag, std::string_view refusal, const void* text, std::uint64_t length,
                std::size_t elementSize);
@@ -380,7 +478,6 @@ class CISXFWriter : public CISXFBasic {
   void WriteOn(const void* data, std::size_t size, std::size_t count);
 
   unsigned char* room_ = nullptr;  // what was collected, up to `next_`
-  unsigned char* next_ = nullptr;
   unsigned char* end_ = nullptr;
 };
 

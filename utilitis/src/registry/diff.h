@@ -39,7 +39,9 @@ class CDiffReader {
   std::string_view GetText() { return text_.Get(reader_); }
   std::uint8_t GetType() { return reader_.GetSmallEnum(); }
   CRegValue GetPayload(std::uint8_t type, std::string_view refusal) {
-    return IMPL::GetPayload(reader_, text_, type, refusal);
+    CRegValue value;
+    IMPL::GetPayload(reader_, text_, type, value, refusal);
+    return value;
   }
 
  private:

@@ -11,11 +11,11 @@ using IMPL::CMessage;
 constexpr std::string_view invalidFormat = "CFakeRegistry::ApplyDiff - invalid diff format\n";
 
 void PutValue(CDiffReader& diff, const CFakeRegistry& key) {
-  std::string name(diff.GetText());
+  const IMPL::CRegName name(diff.GetText());
   const std::uint8_t type = diff.GetType();
   IMPL::CRegValue value = diff.GetPayload(type, "CFakeRegistry::ApplyDiff - invalid type : ");
   IMPL::CRegGuard guard(key, "CFakeRegistry::ApplyDiff - invalid object");
-  guard->values.insert_or_assign(std::move(name), std::move(value));
+  guard->values.insert_or_assign(name, std::move(value));
   guard->hasChanged = true;
 }
 

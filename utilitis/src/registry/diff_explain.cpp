@@ -23,7 +23,7 @@ void AppendCut(stringEx& text, std::string_view value, std::size_t shown) {
   if (line.size() < value.size()) text += "...";
 }
 
-void AppendSet(stringEx& text, const byteEx& packed) {
+void AppendSet(stringEx& text, std::string_view packed) {
   bool isFirst = true;
   IMPL::ForEachInSet(packed, [&](std::string_view string) {
     if (!isFirst) text += "', '";
@@ -32,9 +32,9 @@ void AppendSet(stringEx& text, const byteEx& packed) {
   });
 }
 
-void AppendBlob(stringEx& text, const byteEx& bytes) {
-  bytes.part({0, std::min<std::uint64_t>(blobShown, bytes.length())}).hex_append_to(text);
-  if (bytes.length() > blobShown) text += "...";
+void AppendBlob(stringEx& text, byteEx::text_view bytes) {
+  byteEx::view(bytes.substr(0, blobShown)).hex_append_to(text);
+  if (bytes.size() > blobShown) text += "...";
 }
 
 // What stands between the quotes.
@@ -46,7 +46,7 @@ void AppendValue(stringEx& text, const CRegValue& value) {
     case T_BLOB:
       return AppendBlob(text, value.Bytes());
     case T_STRING_SET:
-      return AppendSet(text, value.Bytes());
+      return AppendSet(text, value.Text());
     case T_FLOAT8:
       text.format_append("%.16g", value.Double());
       return;

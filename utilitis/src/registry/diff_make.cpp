@@ -14,9 +14,10 @@ template <class Map, class Take>
 void Merge(Map& a, Map& b, Take take) {
   auto left = a.begin();
   auto right = b.begin();
+  const auto precedes = [](std::string_view name, std::string_view other) { return name < other; };
   while (left != a.end() || right != b.end()) {
-    const bool isLeft = right == b.end() || (left != a.end() && !(right->first < left->first));
-    const bool isRight = left == a.end() || (right != b.end() && !(left->first < right->first));
+    const bool isLeft = right == b.end() || (left != a.end() && !precedes(right->first, left->first));
+    const bool isRight = left == a.end() || (right != b.end() && !precedes(left->first, right->first));
     take(isLeft ? &*left : nullptr, isRight ? &*right : nullptr);
     if (isLeft) ++left;
     if (isRight) ++right;
@@ -84,10 +85,10 @@ class CDiffMaker {
   void Step() {
     PAIR& pair = pairs_.back();
     if (pair.next == pair.b->subkeys.end()) return Leave();
-    auto& [name, handle] = *pair.next++;
+    const auto& [name, below] = *pair.next++;
     const auto old = pair.a->subkeys.find(name);
     REGKEY& a = old != pair.a->subkeys.end() ? KeyOf(old->second) : nothing_;
-    if (REGKEY& b = KeyOf(handle); &a != &b) Enter(a, b, name);
+    if (REGKEY& b = KeyOf(below); &a != &b) Enter(a, b, name);
   }
 
   // All but what is below.
@@ -133,11 +134,10 @@ class CDiffMaker {
     PutPayload(writer_, text_, value, "CFakeRegistry::_MakeDiff - invalid type : ");
   }
 
-  static REGKEY& KeyOf(const CFakeRegistry& handle) {
-    REGKEY* const key = CRegHandle::Key(handle);
-    if (key == nullptr)
+  static REGKEY& KeyOf(const CRegShare& entry) {
+    if (entry.Get() == nullptr)
       CMessage("CFakeRegistry::_MakeDiff - invalid object").Throw<regExp>(regCode::invalidObject);
-    return *key;
+    return *entry.Get();
   }
 
   // A record that named another key than the one that is meant would change that.

@@ -38,7 +38,8 @@ void RegParse(const void* image, std::size_t size, REGKEY& root);
 
 /// The payload behind a value's type. A type without a name is regExp, code 3: `refusal` and the number.
 void PutPayload(CISXFWriter& writer, CImageText& text, const CRegValue& value, std::string_view refusal);
-CRegValue GetPayload(CISXFReader& reader, CImageText& text, std::uint32_t type, std::string_view refusal);
+void GetPayload(CISXFReader& reader, CImageText& text, std::uint32_t type, CRegValue& value,
+                std::string_view refusal);
 
 /// The values of one key and their number, which are added to `values`, the last of a name in the place of others. A type
 /// without a name is regExp, code 3. In the first two revisions the strings of a set were one blob, in the very first there

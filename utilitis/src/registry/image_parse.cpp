@@ -12,11 +12,6 @@ namespace {
 
 using MARK = std::uint16_t;
 
-struct KEYRELEASE {
-  void operator()(REGKEY* key) const { ReleaseKey(key); }
-};
-using KEYOWNER = std::unique_ptr<REGKEY, KEYRELEASE>;
-
 // What the two forms of RegParse say in their own names.
 struct REFUSALS {
   std::string_view size;
@@ -38,7 +33,7 @@ void CheckSize(std::int64_t size, const REFUSALS& refusals) {
 class CImageParser {
  public:
   CImageParser(REGKEY& root, bool isStream) : isStream_(isStream) {
-    levels_.push_back({&root, nullptr, {}, 0, true});
+    levels_.push_back({&root, {}, {}, 0, true});
   }
 
   void Run(const CISXFReader& reader, MARK mark) {
@@ -59,7 +54,7 @@ class CImageParser {
   };
   struct LEVEL {
     REGKEY* key;
-    KEYOWNER own;  // none for the root
+    CRegShare own;  // none for the root
     std::string name;
     std::uint32_t left;  // subkeys that are still to come
     bool isImage;        // the root of the last one of the images
@@ -102,8 +97,8 @@ class CImageParser {
     LEVEL& top = levels_.back();
     if (top.left == 0) return EndKey();
     --top.left;
-    KEYOWNER key(new REGKEY);
-    REGKEY* const place = key.get();
+    CRegShare key(new REGKEY);
+    REGKEY* const place = key.Get();
     levels_.push_back({place, std::move(key), std::string(text_.Get(Reader())), 0, !IsFlat()});
     if (!IsFlat()) BeginNestedImage(Reader().ViewBlob(blob_));
     BeginKey();
@@ -114,9 +109,7 @@ class CImageParser {
     levels_.pop_back();
     if (level.isImage) images_.pop_back();
     if (levels_.empty()) return;
-    CFakeRegistry handle = CRegHandle::Adopt(level.own.release());
-    REGSUBKEYS& subkeys = levels_.back().key->subkeys;
-    subkeys.insert_or_assign(subkeys.end(), std::move(level.name), std::move(handle));  // in order as a rule
+    levels_.back().key->subkeys.insert_or_assign(level.name, std::move(level.own));
   }
 
   bool isStream_;  // what the first image comes from

@@ -79,7 +79,7 @@ CImageText::CImageText() {
 }
 
 bool CImageText::Passes(std::string_view text) const noexcept {
-  return conv_ == nullptr || text.empty() || (isPlainKept_ && IsPlain(text));
+  return text.empty() || (isPlainKept_ && IsPlain(text));
 }
 
 bool CImageText::Widens(std::string_view text) {
@@ -100,20 +100,15 @@ bool CImageText::Narrows() {
   }
 }
 
-std::string_view CImageText::ToImage(std::string_view text) {
+std::string_view CImageText::Widened(std::string_view text) {
   if (Passes(text) || !Widens(text) || !Narrows() || narrow_ != text || !ToUtf8(wide_, narrow_)) return text;
   return narrow_;
 }
 
-std::string_view CImageText::FromImage(std::string_view text) {
+std::string_view CImageText::Narrowed(std::string_view text) {
   if (Passes(text) || !FromUtf8(text, wide_) || !Narrows()) return text;
   proof_.swap(wide_);
   return Widens(narrow_) && wide_ == proof_ ? std::string_view(narrow_) : text;
-}
-
-void CImageText::Put(CISXFWriter& writer, std::string_view text) {
-  const std::string_view stored = ToImage(text);
-  writer.PutString(stored.data(), stored.size());
 }
 
 }  // namespace Qorv::IMPL

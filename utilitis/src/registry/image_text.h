@@ -18,14 +18,19 @@ class CImageText {
   CImageText(const CImageText&) = delete;
   CImageText& operator=(const CImageText&) = delete;
 
-  void Put(CISXFWriter& writer, std::string_view text);
+  void Put(CISXFWriter& writer, std::string_view text) {
+    const std::string_view stored = ToImage(text);
+    writer.PutString(stored.data(), stored.size());
+  }
   /// These are valid until the next call, the bytes of a blob even over FromImage.
   std::string_view Get(CISXFReader& reader) { return FromImage(reader.ViewString(scratch_)); }
   std::string_view GetBytes(CISXFReader& reader) { return reader.ViewBlob(scratch_); }
-  std::string_view FromImage(std::string_view text);
-  std::string_view ToImage(std::string_view text);
+  std::string_view FromImage(std::string_view text) { return conv_ == nullptr ? text : Narrowed(text); }
+  std::string_view ToImage(std::string_view text) { return conv_ == nullptr ? text : Widened(text); }
 
  private:
+  std::string_view Narrowed(std::string_view text);
+  std::string_view Widened(std::string_view text);
   bool Passes(std::string_view text) const noexcept;
   bool Widens(std::string_view text);
   bool Narrows();

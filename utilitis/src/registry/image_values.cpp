@@ -1,6 +1,7 @@
 #include "registry/image.h"
 
 #include <algorithm>
+#include <array>
 #include <string>
 #include <vector>
 
@@ -24,9 +25,9 @@ class CSetPacker {
     bytes_.append(reinterpret_cast<const unsigned char*>(text.data()), text.size());
     bytes_.append(0);
   }
-  byteEx Take() {
+  CRegValue Take() {
     bytes_.overwrite(0, NumberBytes(count_));
-    return byteEx(bytes_.data(), bytes_.length());
+    return {T_STRING_SET, {reinterpret_cast<const char*>(bytes_.data()), bytes_.length()}};
   }
 
  private:
@@ -43,7 +44,7 @@ CRegValue GetSet(CISXFReader& reader, CImageText& text) {
   CSetPacker packer;
   for (auto left = static_cast<std::uint32_t>(reader.GetInt32()); left != 0; --left)
     packer.Add(text.Get(reader));
-  return {T_STRING_SET, packer.Take()};
+  return packer.Take();
 }
 
 // Each string is ended by a zero byte, the last one not always.
@@ -54,69 +55,71 @@ CRegValue GetOldSet(CISXFReader& reader, CImageText& text) {
     packer.Add(text.FromImage(rest.substr(0, zero)));
     rest.remove_prefix(std::min(zero + 1, rest.size()));
   }
-  return {T_STRING_SET, packer.Take()};
+  return packer.Take();
 }
 
 void PutSet(CISXFWriter& writer, CImageText& text, const CRegValue& value) {
   std::vector<std::string_view> strings;
-  ForEachInSet(value.Bytes(), [&](std::string_view string) { strings.push_back(string); });
+  ForEachInSet(value.Text(), [&](std::string_view string) { strings.push_back(string); });
   writer.PutInt32(static_cast<std::int32_t>(strings.size()));
   for (const std::string_view string : strings)
     text.Put(writer, string);
 }
 
+// The data items of the types whose payload is a number.
+struct NUMBERITEM {
+  std::uint8_t tag;
+  std::uint8_t size;
+};
+constexpr auto numberItems = [] {
+  std::array<NUMBERITEM, T_BOOL + 1> items{};
+  items[T_DWORD] = {isxfTag::int32, 4};
+  items[T_QWORD] = {isxfTag::int64, 8};
+  items[T_FLOAT8] = {isxfTag::doubleFloat, 8};
+  items[T_BOOL] = {isxfTag::boolTrue, 0};
+  return items;
+}();
+
 }  // namespace
 
+// By a table, as one type after the other cannot be foreseen.
 void PutPayload(CISXFWriter& writer, CImageText& text, const CRegValue& value, std::string_view refusal) {
-  switch (value.Type()) {
-    case T_NONE:
-      break;
+  const std::uint32_t type = value.Type();
+  if (!CRegValue::HasBytes(type)) {
+    if (type == T_NONE) return;
+    const std::uint64_t number = value.Number();
+    const std::uint64_t bits = type == T_FLOAT8 ? number << 1 : number;  // a negative zero is zero
+    return writer.PutNumber(numberItems[type].tag, number, numberItems[type].size, bits == 0);
+  }
+  switch (type) {
     case T_STRING:
     case T_EXP_STR:
-      text.Put(writer, value.Text());
-      break;
+      return text.Put(writer, value.Text());
     case T_BLOB:
-      writer.PutBlob(value.Bytes());
-      break;
-    case T_DWORD:
-      writer.PutInt32(static_cast<std::int32_t>(value.Number()));
-      break;
-    case T_QWORD:
-      writer.PutInt64(static_cast<std::int64_t>(value.Number()));
-      break;
+      return writer.PutBlob(value.Text().data(), value.Text().size());
     case T_STRING_SET:
-      PutSet(writer, text, value);
-      break;
-    case T_FLOAT8:
-      writer.PutDouble(value.Double());
-      break;
-    case T_BOOL:
-      writer.PutBool(value.Number() != 0);
-      break;
+      return PutSet(writer, text, value);
     default:
-      RefuseType(refusal, value.Type());
+      RefuseType(refusal, type);
   }
 }
 
-CRegValue GetPayload(CISXFReader& reader, CImageText& text, std::uint32_t type, std::string_view refusal) {
+// In place: a value that is made elsewhere is waited for on its way.
+void GetPayload(CISXFReader& reader, CImageText& text, std::uint32_t type, CRegValue& value,
+                std::string_view refusal) {
+  if (!CRegValue::HasBytes(type)) {
+    const NUMBERITEM& item = numberItems[type];
+    return value.Assign(type, type == T_NONE ? 0 : reader.GetNumber(item.tag, item.size));
+  }
   switch (type) {
-    case T_NONE:
-      return {};
     case T_STRING:
     case T_EXP_STR:
-      return CRegValue::FromText(type, text.Get(reader));
+      return value.Assign(type, text.Get(reader));
     case T_BLOB:
-      return CRegValue::FromText(type, text.GetBytes(reader));
-    case T_DWORD:
-      return CRegValue::FromNumber(type, static_cast<std::uint32_t>(reader.GetInt32()));
-    case T_QWORD:
-      return CRegValue::FromNumber(type, static_cast<std::uint64_t>(reader.GetInt64()));
+      return value.Assign(type, text.GetBytes(reader));
     case T_STRING_SET:
-      return GetSet(reader, text);
-    case T_FLOAT8:
-      return CRegValue::FromDouble(reader.GetDouble());
-    case T_BOOL:
-      return CRegValue::FromBool(reader.GetBool());
+      value = GetSet(reader, text);
+      return;
     default:
       RefuseType(refusal, type);
   }
@@ -124,15 +127,24 @@ CRegValue GetPayload(CISXFReader& reader, CImageText& text, std::uint32_t type, 
 
 namespace {
 
-// The values of one key. `get` reads a payload.
+// The values of one key. `get` reads a payload into a value.
 template <class Get>
 void ParseValues(CISXFReader& reader, REGVALUES& values, CImageText& text, std::uint32_t count, Get get) {
   for (std::uint32_t left = count; left != 0; --left) {
-    std::string name(text.Get(reader));
-    const std::uint8_t type = reader.GetSmallEnum();
-    CRegValue value = get(type);
-    if (!values.append(left, std::move(name), std::move(value)))
-      values.insert_or_assign(std::move(name), std::move(value));
+    const std::string_view read = text.Get(reader);
+    if (CRegValue* const value = values.append(left, read)) {
+      try {
+        get(reader.GetSmallEnum(), *value);
+      } catch (...) {
+        values.pop_back();
+        throw;
+      }
+    } else {
+      const CRegName name(read);
+      CRegValue late;
+      get(reader.GetSmallEnum(), late);
+      values.insert_or_assign(name, std::move(late));
+    }
   }
 }
 
@@ -140,25 +152,26 @@ void ParseValues(CISXFReader& reader, REGVALUES& values, CImageText& text, std::
 
 void RegCompileValues_r3(CISXFWriter& writer, const REGVALUES& values, CImageText& text) {
   writer.PutSize(static_cast<std::uint32_t>(values.size()));
-  for (const auto& [name, value] : values) {
-    text.Put(writer, name);
-    writer.PutSmallEnum(static_cast<std::uint8_t>(value.Type()));
-    PutPayload(writer, text, value, "RegCompileValues_r3 - invalid type : ");
-  }
+  values.ForEach([&](const auto& entry) {
+    text.Put(writer, entry.first);
+    writer.PutSmallEnum(static_cast<std::uint8_t>(entry.second.Type()));
+    PutPayload(writer, text, entry.second, "RegCompileValues_r3 - invalid type : ");
+  });
 }
 
 void RegParseValues_r3(CISXFReader& reader, REGVALUES& values, CImageText& text) {
-  ParseValues(reader, values, text, reader.GetSize(), [&](std::uint8_t type) {
-    return GetPayload(reader, text, type, "RegParseValues_r3 - invalid type : ");
+  ParseValues(reader, values, text, reader.GetSize(), [&](std::uint8_t type, CRegValue& value) {
+    GetPayload(reader, text, type, value, "RegParseValues_r3 - invalid type : ");
   });
 }
 
 void RegParseValues_r1r2(CISXFReader& reader, REGVALUES& values, bool isFirst, CImageText& text) {
   const std::uint32_t count = reader.GetSize();
   if (isFirst) reader.GetInt64();  // means nothing any more
-  ParseValues(reader, values, text, count, [&](std::uint8_t type) {
-    return type == T_STRING_SET ? GetOldSet(reader, text)
-                                : GetPayload(reader, text, type, "RegParseValues_r1r2 - invalid type : ");
+  ParseValues(reader, values, text, count, [&](std::uint8_t type, CRegValue& value) {
+    if (type != T_STRING_SET)
+      return GetPayload(reader, text, type, value, "RegParseValues_r1r2 - invalid type : ");
+    value = GetOldSet(reader, text);
   });
 }
 

@@ -16,8 +16,8 @@ void ReleaseKey(REGKEY* key) {
   release(key);
   while (dead != nullptr) {
     const std::unique_ptr<REGKEY> gone(std::exchange(dead, dead->nextDead));
-    for (auto& [name, handle] : gone->subkeys)
-      release(CRegHandle::Exchange(handle, nullptr));
+    for (auto& [name, below] : gone->subkeys)
+      release(below.Detach());
   }
 }
 
@@ -57,25 +57,24 @@ std::string_view TakeName(std::string_view& path) noexcept {
   return name;
 }
 
-// One key locked at a time, and kept alive by a count while no lock holds it.
+// One key locked at a time, and kept alive by a count while no lock holds it; the first one is by the caller.
 CRegShare FindKey(REGKEY& start, std::string_view path, bool makes, std::string_view& missing) {
-  CRegShare key = CRegShare::Of(&start);
+  CRegShare found;
   for (std::string_view name = TakeName(path); !name.empty(); name = TakeName(path)) {
+    REGKEY* const key = found.Get() == nullptr ? &start : found.Get();
     CSafeScopeLock<REGLOCK> guard(key->lock);
     auto next = key->subkeys.find(name);
     if (next == key->subkeys.end()) {
       missing = name;
       if (!makes) return {};
-      CRegShare fresh(new REGKEY);
-      next = key->subkeys.try_emplace(std::string(name)).first;
-      CRegHandle::Exchange(next->second, fresh.Detach());
+      next = key->subkeys.try_emplace(name, CRegShare(new REGKEY)).first;
       key->hasChanged = true;
     }
-    CRegShare below = CRegShare::Of(CRegHandle::Key(next->second));
+    CRegShare below = CRegShare::Of(next->second.Get());
     guard.Leave();
-    key = std::move(below);
+    found = std::move(below);
   }
-  return key;
+  return found.Get() == nullptr ? CRegShare::Of(&start) : std::move(found);
 }
 
 }  // namespace Qorv::IMPL

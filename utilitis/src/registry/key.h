@@ -5,8 +5,6 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
-#include <map>
-#include <new>
 #include <span>
 #include <string>
 #include <string_view>
@@ -22,124 +20,80 @@
 
 namespace Qorv::IMPL {
 
-/// A type number and a payload: bytes for texts, blobs, sets and types without a name, a number in place for the others.
-class CRegValue {
+/// A type number and a payload: bytes for texts, blobs, sets and types without a name, a number for the others.
+class CRegValue : private CCompactBytes<sizeof(std::uint32_t)> {
  public:
-  CRegValue() noexcept : number_(0) {}
-  CRegValue(std::uint32_t type, byteEx bytes) noexcept : type_(type), bytes_(std::move(bytes)) {}
-  CRegValue(const CRegValue& other) noexcept
-      : type_(other.type_), number_(other.HasBytes() ? 0 : other.number_) {
-    if (HasBytes()) new (&bytes_) byteEx(other.bytes_);
-  }
-  CRegValue(CRegValue&& other) noexcept : type_(other.type_), number_(other.HasBytes() ? 0 : other.number_) {
-    if (HasBytes()) new (&bytes_) byteEx(std::move(other.bytes_));
-  }
-  CRegValue& operator=(CRegValue other) noexcept {
-    this->~CRegValue();
-    return *new (this) CRegValue(std::move(other));
-  }
-  ~CRegValue() {
-    if (HasBytes()) bytes_.~byteEx();
+  CRegValue() noexcept = default;
+  CRegValue(std::uint32_t type, std::string_view bytes) : CCompactBytes(bytes) { PutType(type); }
+  template <class Fill>
+  CRegValue(std::uint32_t type, std::size_t size, Fill fill) : CCompactBytes(size, fill) {
+    PutType(type);
   }
 
   static CRegValue FromNumber(std::uint32_t type, std::uint64_t number) noexcept {  // T_DWORD, T_QWORD
     CRegValue value;
-    value.type_ = type;
-    value.number_ = number;
+    value.Assign(type, number);
     return value;
   }
-  static CRegValue FromDouble(double value) noexcept;
-  static CRegValue FromBool(bool value) noexcept;
-  static CRegValue FromText(std::uint32_t type, std::string_view text);
+  static CRegValue FromDouble(double value) noexcept {
+    return FromNumber(T_FLOAT8, std::bit_cast<std::uint64_t>(value));
+  }
+  static CRegValue FromBool(bool value) noexcept { return FromNumber(T_BOOL, value ? 1 : 0); }
 
-  std::uint32_t Type() const noexcept { return type_; }
+  void Assign(std::uint32_t type, std::uint64_t number) noexcept {
+    Clear();
+    PutType(type);
+    std::memcpy(room_ + wordAt, &number, sizeof(number));
+  }
+  void Assign(std::uint32_t type, std::string_view bytes) {
+    Clear();
+    Put(bytes);
+    PutType(type);
+  }
+  std::uint32_t Type() const noexcept {
+    std::uint32_t type;
+    std::memcpy(&type, room_, sizeof(type));
+    return type;
+  }
   /// True for the types whose payload is bytes.
   static constexpr bool HasBytes(std::uint32_t type) noexcept {
     constexpr std::uint32_t without =
         1U << T_NONE | 1U << T_DWORD | 1U << T_QWORD | 1U << T_FLOAT8 | 1U << T_BOOL;
     return type > T_BOOL || (without >> type & 1) == 0;
   }
-  const byteEx& Bytes() const noexcept { return bytes_; }
-  std::string_view Text() const noexcept {
-    return {reinterpret_cast<const char*>(bytes_.data()), bytes_.length()};
+  /// The payload of those types.
+  std::string_view Text() const noexcept { return View(); }
+  byteEx::text_view Bytes() const noexcept {
+    const std::string_view text = View();
+    return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
   }
-  std::uint64_t Number() const noexcept { return number_; }  // T_DWORD, T_QWORD, T_BOOL
-  double Double() const noexcept { return std::bit_cast<double>(number_); }
+  std::uint64_t Number() const noexcept {  // T_DWORD, T_QWORD, T_BOOL
+    std::uint64_t number;
+    std::memcpy(&number, room_ + wordAt, sizeof(number));
+    return number;
+  }
+  double Double() const noexcept { return std::bit_cast<double>(Number()); }
 
   /// Same type, and the same payload byte for byte.
-  friend bool operator==(const CRegValue& a, const CRegValue& b) noexcept;
+  friend bool operator==(const CRegValue& a, const CRegValue& b) noexcept {
+    if (a.Type() != b.Type()) return false;
+    return HasBytes(a.Type()) ? a.View() == b.View() : a.Number() == b.Number();
+  }
 
  private:
-  bool HasBytes() const noexcept { return HasBytes(type_); }
-
-  std::uint32_t type_ = T_NONE;
-  union {
-    std::uint64_t number_;
-    byteEx bytes_;
-  };
+  void PutType(std::uint32_t type) noexcept { std::memcpy(room_, &type, sizeof(type)); }
 };
 
 /// The packed form of a set: a 32-bit count, then for each string a 32-bit length, its bytes and a zero byte.
-byteEx PackSet(std::span<const std::string_view> strings);
+CRegValue PackSet(std::span<const std::string_view> strings);
 /// Calls `take` with each string of a packed set, in its order. False, behind those that were well, if the bytes are none.
 template <class Take>
-bool ForEachInSet(const byteEx& packed, Take take);
+bool ForEachInSet(std::string_view packed, Take take);
 
-/// Bytes as unsigned numbers, the shorter first where one begins with the other.
-struct NAMEORDER {
-  using is_transparent = void;
-  bool operator()(std::string_view a, std::string_view b) const noexcept { return a < b; }
-};
-
-// Names stand in the nodes of the maps themselves as long as they are short, as most are.
-using REGVALUES = CNameMap<CRegValue>;
-using REGSUBKEYS = std::map<std::string, CFakeRegistry, NAMEORDER>;
-
-/// A key. The lock guards all but the count.
-struct REGKEY {
-  REGVALUES values;
-  REGSUBKEYS subkeys;  // their handles' own locks are never needed: nobody else has these handles
-  stringEx workingFile;
-  bool hasChanged = false;
-  std::int64_t quota = regDefaultQuota;
-  mutable REGLOCK lock;
-  std::atomic<std::int64_t> count{1};
-  REGKEY* nextDead = nullptr;  // while a tree is destroyed
-};
-
-/// The inside of handles, for the files of this folder.
-class CRegHandle {
- public:
-  static REGKEY* Key(const CFakeRegistry& handle) noexcept { return handle.key_; }
-  static REGLOCK& Lock(const CFakeRegistry& handle) noexcept { return handle.lock_; }
-  /// A handle that takes over one count of `key`, or that shares it.
-  static CFakeRegistry Adopt(REGKEY* key) noexcept { return CFakeRegistry(key); }
-  static CFakeRegistry Share(REGKEY* key) noexcept;
-  /// For a subkey's handle, under the lock of its parent: takes over one count of `key`, and gives that of the old one.
-  static REGKEY* Exchange(CFakeRegistry& handle, REGKEY* key) noexcept {
-    return std::exchange(handle.key_, key);
-  }
-  static std::uint32_t Exclusive(const CFakeRegistry& handle) noexcept { return handle.exclusive_; }
-  /// Gives the handle, whose lock the caller holds, this key, one count of which it takes over, in place of its own.
-  static void SetKey(CFakeRegistry& handle, REGKEY* key);
-};
+struct REGKEY;
 
 /// Gives one count back; with the last one the key goes, and all below it that nobody else holds, however deep.
 void ReleaseKey(REGKEY* key);
-
-/// Both locks of a handle, for the time of one operation. Throws regExp, code 1, with `refusal` if there is no key.
-class CRegGuard {
- public:
-  CRegGuard(const CFakeRegistry& handle, std::string_view refusal);
-
-  REGKEY& Key() const noexcept { return *key_; }
-  REGKEY* operator->() const noexcept { return key_; }
-
- private:
-  CSafeScopeLock<REGLOCK> handleGuard_;
-  REGKEY* key_;
-  CSafeScopeLock<REGLOCK> keyGuard_;
-};
 
 /// One count of a key.
 class CRegShare {
@@ -155,10 +109,7 @@ class CRegShare {
   ~CRegShare() noexcept(false) {
     if (key_ != nullptr) ReleaseKey(key_);
   }
-  static CRegShare Of(REGKEY* key) noexcept {
-    if (key != nullptr) key->count.fetch_add(1, std::memory_order_relaxed);
-    return CRegShare(key);
-  }
+  static CRegShare Of(REGKEY* key) noexcept;
 
   REGKEY* Get() const noexcept { return key_; }
   REGKEY* operator->() const noexcept { return key_; }
@@ -166,6 +117,53 @@ class CRegShare {
 
  private:
   REGKEY* key_ = nullptr;
+};
+
+using REGVALUES = CNameMap<CRegValue>;
+using REGSUBKEYS = CNameMap<CRegShare>;
+
+/// A key. The lock guards all but the count.
+struct REGKEY {
+  REGVALUES values;
+  REGSUBKEYS subkeys;
+  stringEx workingFile;
+  bool hasChanged = false;
+  std::int64_t quota = regDefaultQuota;
+  mutable REGLOCK lock;
+  std::atomic<std::int64_t> count{1};
+  REGKEY* nextDead = nullptr;  // while a tree is destroyed
+};
+
+inline CRegShare CRegShare::Of(REGKEY* key) noexcept {
+  if (key != nullptr) key->count.fetch_add(1, std::memory_order_relaxed);
+  return CRegShare(key);
+}
+
+/// The inside of handles, for the files of this folder.
+class CRegHandle {
+ public:
+  static REGKEY* Key(const CFakeRegistry& handle) noexcept { return handle.key_; }
+  static REGLOCK& Lock(const CFakeRegistry& handle) noexcept { return handle.lock_; }
+  /// A handle that takes over one count of `key`, or that shares it.
+  static CFakeRegistry Adopt(REGKEY* key) noexcept { return CFakeRegistry(key); }
+  static CFakeRegistry Share(REGKEY* key) noexcept;
+  static std::uint32_t Exclusive(const CFakeRegistry& handle) noexcept { return handle.exclusive_; }
+  /// Gives the handle, whose lock the caller holds, this key, one count of which it takes over, in place of its own.
+  static void SetKey(CFakeRegistry& handle, REGKEY* key);
+};
+
+/// Both locks of a handle, for the time of one operation. Throws regExp, code 1, with `refusal` if there is no key.
+class CRegGuard {
+ public:
+  CRegGuard(const CFakeRegistry& handle, std::string_view refusal);
+
+  REGKEY& Key() const noexcept { return *key_; }
+  REGKEY* operator->() const noexcept { return key_; }
+
+ private:
+  CSafeScopeLock<REGLOCK> handleGuard_;
+  REGKEY* key_;
+  CSafeScopeLock<REGLOCK> keyGuard_;
 };
 
 /// Takes the first name off a path; empty behind the last one. A backslash at an end, or behind another, is passed over: no
@@ -217,8 +215,8 @@ class CTreeWalk {
 };
 
 template <class Take>
-bool ForEachInSet(const byteEx& packed, Take take) {
-  std::string_view rest{reinterpret_cast<const char*>(packed.data()), packed.length()};
+bool ForEachInSet(std::string_view packed, Take take) {
+  std::string_view rest = packed;
   const auto number = [&rest](std::uint32_t& out) {
     if (rest.size() < sizeof(out)) return false;
     std::memcpy(&out, rest.data(), sizeof(out));

@@ -17,10 +17,8 @@ using Guard = IMPL::CSafeScopeLock<IMPL::REGLOCK>;
 CRegShare CopyOf(const REGKEY& key) {
   CRegShare copy(new REGKEY);
   copy->values = key.values;
-  for (const auto& [name, handle] : key.subkeys) {
-    CFakeRegistry& entry = copy->subkeys.try_emplace(copy->subkeys.end(), name)->second;
-    CRegHandle::Exchange(entry, CRegShare::Of(CRegHandle::Key(handle)).Detach());
-  }
+  for (const auto& [name, below] : key.subkeys)
+    copy->subkeys.try_emplace(name, CRegShare::Of(below.Get()));
   return copy;
 }
 
@@ -60,15 +58,13 @@ class CUnsharing {
   };
 
   // Under the lock of the parent.
-  static REGKEY* PrivateKey(CFakeRegistry& handle) {
-    REGKEY* const key = CRegHandle::Key(handle);
-    if (!IsShared(*key)) return key;
-    Guard guard(key->lock);
-    CRegShare copy = CopyOf(*key);
+  static REGKEY* PrivateKey(CRegShare& entry) {
+    if (!IsShared(*entry.Get())) return entry.Get();
+    Guard guard(entry->lock);
+    CRegShare copy = CopyOf(*entry.Get());
     guard.Leave();
-    REGKEY* const own = copy.Get();
-    const CRegShare old(CRegHandle::Exchange(handle, copy.Detach()));
-    return own;
+    entry = std::move(copy);
+    return entry.Get();
   }
 
   void Enter(REGKEY& key) QORV_NO_THREAD_SAFETY_ANALYSIS {
@@ -123,19 +119,15 @@ void TakeValues(REGKEY& target, REGKEY& source, bool overwrites) {
 
 // Goes on into the subkeys that both have.
 void AppendCommon(std::vector<PAIR>& pairs, REGKEY& target, REGKEY& source) {
-  for (auto& [name, handle] : source.subkeys)
+  for (const auto& [name, below] : source.subkeys)
     if (const auto found = target.subkeys.find(name); found != target.subkeys.end())
-      pairs.push_back({CRegShare::Of(CRegHandle::Key(found->second)), CRegHandle::Key(handle)});
+      pairs.push_back({CRegShare::Of(found->second.Get()), below.Get()});
 }
 
-// Moves the subkeys that the target lacks into it.
-void MoveMissing(REGKEY& target, REGKEY& source) {
-  for (auto next = source.subkeys.begin(); next != source.subkeys.end();) {
-    const auto present = next++;
-    if (target.subkeys.contains(present->first)) continue;
-    target.subkeys.insert(source.subkeys.extract(present));
-    target.hasChanged = true;
-  }
+// Shares the subkeys that the target lacks with it.
+void AddMissing(REGKEY& target, const REGKEY& source) {
+  for (const auto& [name, below] : source.subkeys)
+    if (target.subkeys.try_emplace(name, CRegShare::Of(below.Get())).second) target.hasChanged = true;
 }
 
 struct MERGE {
@@ -153,7 +145,7 @@ void Merge(REGKEY& target, CRegShare source, MERGE how) {
     Guard guard(pair.target->lock);
     TakeValues(*pair.target.Get(), *pair.source, how.overwrites);
     if (how.recursive) AppendCommon(pairs, *pair.target.Get(), *pair.source);
-    if (how.adds) MoveMissing(*pair.target.Get(), *pair.source);
+    if (how.adds) AddMissing(*pair.target.Get(), *pair.source);
   }
 }
 
@@ -232,9 +224,9 @@ void CFakeRegistry::Replace(const CFakeRegistry& other, bool recursive) {
   key->values.swap(source->values);
   key->subkeys.swap(source->subkeys);
   if (!recursive) {
-    for (auto& [name, handle] : key->subkeys) {
+    for (const auto& [name, below] : key->subkeys) {
       dropped.emplace_back(new REGKEY);
-      dropped.back()->subkeys.swap(CRegHandle::Key(handle)->subkeys);
+      dropped.back()->subkeys.swap(below->subkeys);
     }
   }
   key->hasChanged = true;

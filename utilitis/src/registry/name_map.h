@@ -4,10 +4,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
-#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "registry/compact_bytes.h"
 
 namespace Qorv::IMPL {
 
@@ -20,9 +21,8 @@ namespace Qorv::IMPL {
 template <class T>
 class CNameMap {
  public:
-  using key_type = std::string;
   using mapped_type = T;
-  using value_type = std::pair<std::string, T>;  // nobody changes the name
+  using value_type = std::pair<CRegName, T>;  // nobody changes the name
 
  private:
   using BLOCK = std::vector<value_type>;
@@ -82,6 +82,14 @@ class CNameMap {
   using iterator = ITERATOR<BLOCKS, value_type>;
   using const_iterator = ITERATOR<const BLOCKS, const value_type>;
 
+  /// The entry of that number, below the size, by steps of a block.
+  const value_type& At(std::size_t index) const noexcept {
+    auto block = blocks_.begin();
+    for (; index >= block->size(); ++block)
+      index -= block->size();
+    return (*block)[index];
+  }
+
   bool empty() const noexcept { return size_ == 0; }
   std::size_t size() const noexcept { return size_; }
   iterator begin() noexcept { return {&blocks_, 0, 0}; }
@@ -91,39 +99,50 @@ class CNameMap {
   std::reverse_iterator<iterator> rbegin() noexcept { return std::reverse_iterator(end()); }
   std::reverse_iterator<const_iterator> rbegin() const noexcept { return std::reverse_iterator(end()); }
 
+  /// Calls `take` with each entry, in their order: the way for many of them.
+  template <class Take>
+  void ForEach(Take take) const {
+    for (const BLOCK& block : blocks_)
+      for (const value_type& entry : block)
+        take(entry);
+  }
+
   iterator find(std::string_view name) noexcept {
-    const auto [block, place] = PlaceOf(name);
-    return IsAt(block, place, name) ? iterator(&blocks_, block, place) : end();
+    const auto [block, place, isThere] = PlaceOf(CNameProbe(name));
+    return isThere ? iterator(&blocks_, block, place) : end();
   }
   const_iterator find(std::string_view name) const noexcept {
-    const auto [block, place] = PlaceOf(name);
-    return IsAt(block, place, name) ? const_iterator(&blocks_, block, place) : end();
+    const auto [block, place, isThere] = PlaceOf(CNameProbe(name));
+    return isThere ? const_iterator(&blocks_, block, place) : end();
   }
   bool contains(std::string_view name) const noexcept { return find(name) != end(); }
 
-  template <class Name, class... Arguments>
-  std::pair<iterator, bool> try_emplace(Name&& name, Arguments&&... arguments) {
-    if (const std::string_view text = name; size_ != 0 && !(text > blocks_.back().back().first)) {
-      const auto [block, place] = PlaceOf(text);
-      if (IsAt(block, place, text)) return {iterator(&blocks_, block, place), false};
-      return {InsertAt(block, place, std::forward<Name>(name), std::forward<Arguments>(arguments)...), true};
+  template <class... Arguments>
+  std::pair<iterator, bool> try_emplace(std::string_view name, Arguments&&... arguments) {
+    const CNameProbe probe(name);
+    if (IsLast(probe)) {
+      AppendTo(1, probe, std::forward<Arguments>(arguments)...);
+      return {std::prev(end()), true};
     }
-    AppendTo(1, std::forward<Name>(name), std::forward<Arguments>(arguments)...);
-    return {std::prev(end()), true};
+    const auto [block, place, isThere] = PlaceOf(probe);
+    if (isThere) return {iterator(&blocks_, block, place), false};
+    return {InsertAt(block, place, probe, std::forward<Arguments>(arguments)...), true};
   }
-  template <class Name, class Value>
-  std::pair<iterator, bool> insert_or_assign(Name&& name, Value&& value) {
-    const auto entry = try_emplace(std::forward<Name>(name), std::forward<Value>(value));
+  template <class Value>
+  std::pair<iterator, bool> insert_or_assign(std::string_view name, Value&& value) {
+    const auto entry = try_emplace(name, std::forward<Value>(value));
     if (!entry.second) entry.first->second = std::forward<Value>(value);  // not used up then
     return entry;
   }
-  /// Puts an entry behind all others if its name belongs there; false, and nothing done, if not. `more` is how many are to
-  /// be expected with it, for which no more than a block is set aside.
-  bool append(std::size_t more, std::string&& name, T&& value) {
-    if (size_ != 0 && name <= blocks_.back().back().first) return false;
-    AppendTo(more, std::move(name), std::move(value));
-    return true;
+  /// Puts an entry behind all others if its name belongs there, and returns its value; null, and nothing done, if not.
+  /// `more` is how many are to be expected with it, for which no more than a block is set aside.
+  T* append(std::size_t more, std::string_view name) {
+    const CNameProbe probe(name);
+    if (!IsLast(probe)) return nullptr;
+    AppendTo(more, probe);
+    return &blocks_.back().back().second;
   }
+  void pop_back() noexcept { erase(std::prev(end())); }
 
   void erase(iterator at) noexcept {
     BLOCK& block = blocks_[at.block_];
@@ -143,32 +162,52 @@ class CNameMap {
  private:
   static constexpr std::size_t blockSize = 64;
 
+  struct PLACE {
+    std::size_t block;
+    std::size_t place;
+    bool isThere;
+  };
+
+  // How many of the elements are before the name, as they are in order. One comparison for each halving, the outcome of which
+  // is no branch.
+  template <class Elements, class NameOf>
+  static std::size_t CountBefore(const Elements& elements, const CNameProbe& name, NameOf nameOf) noexcept {
+    std::size_t before = 0;
+    for (std::size_t left = elements.size(); left != 0;) {
+      const std::size_t half = (left + 1) / 2;
+      before += nameOf(elements[before + half - 1]) < name ? half : 0;
+      left -= half;
+    }
+    return before;
+  }
+
   // Where the name is, or would be: within or behind a block.
-  std::pair<std::size_t, std::size_t> PlaceOf(std::string_view name) const noexcept {
-    const auto behind =
-        std::upper_bound(blocks_.begin(), blocks_.end(), name,
-                         [](std::string_view n, const BLOCK& b) { return n < b.front().first; });
-    if (behind == blocks_.begin()) return {0, 0};
-    const BLOCK& block = *std::prev(behind);
-    const auto place = std::lower_bound(block.begin(), block.end(), name,
-                                        [](const value_type& e, std::string_view n) { return e.first < n; });
-    return {static_cast<std::size_t>(behind - blocks_.begin()) - 1,
-            static_cast<std::size_t>(place - block.begin())};
+  PLACE PlaceOf(const CNameProbe& name) const noexcept {
+    // The last block that begins before the name, or the one behind that, if it begins with it.
+    std::size_t block =
+        CountBefore(blocks_, name, [](const BLOCK& b) -> const CRegName& { return b.front().first; });
+    const bool isFront = block != blocks_.size() && blocks_[block].front().first == name;
+    if (isFront || block == 0) return {block, 0, isFront};
+    const BLOCK& entries = blocks_[--block];
+    const std::size_t place =
+        CountBefore(entries, name, [](const value_type& e) -> const CRegName& { return e.first; });
+    return {block, place, place != entries.size() && entries[place].first == name};
   }
 
-  bool IsAt(std::size_t block, std::size_t place, std::string_view name) const noexcept {
-    return block < blocks_.size() && place < blocks_[block].size() && blocks_[block][place].first == name;
+  // True if it belongs behind all others.
+  bool IsLast(const CNameProbe& name) const noexcept {
+    return size_ == 0 || blocks_.back().back().first < name;
   }
 
-  template <class Name, class... Arguments>
-  void AppendTo(std::size_t more, Name&& name, Arguments&&... arguments) {
+  template <class... Arguments>
+  void AppendTo(std::size_t more, const CNameProbe& name, Arguments&&... arguments) {
     if (size_ == 0 || blocks_.back().size() == blockSize) {
       BLOCK fresh;
       fresh.reserve(std::min(more, blockSize));
       blocks_.push_back(std::move(fresh));
     }
     try {
-      blocks_.back().emplace_back(std::piecewise_construct, std::forward_as_tuple(std::forward<Name>(name)),
+      blocks_.back().emplace_back(std::piecewise_construct, std::forward_as_tuple(name),
                                   std::forward_as_tuple(std::forward<Arguments>(arguments)...));
     } catch (...) {
       if (blocks_.back().empty()) blocks_.pop_back();
@@ -177,9 +216,9 @@ class CNameMap {
     ++size_;
   }
 
-  template <class Name, class... Arguments>
-  iterator InsertAt(std::size_t block, std::size_t place, Name&& name, Arguments&&... arguments) {
-    value_type entry(std::piecewise_construct, std::forward_as_tuple(std::forward<Name>(name)),
+  template <class... Arguments>
+  iterator InsertAt(std::size_t block, std::size_t place, const CNameProbe& name, Arguments&&... arguments) {
+    value_type entry(std::piecewise_construct, std::forward_as_tuple(name),
                      std::forward_as_tuple(std::forward<Arguments>(arguments)...));
     if (blocks_[block].size() == blockSize) {
       Split(block);

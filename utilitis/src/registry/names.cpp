@@ -18,7 +18,7 @@ std::uint32_t CountOf(const Map& map) noexcept {
   return static_cast<std::uint32_t>(map.size());
 }
 
-// The name of that number, counted from the first or, `reversed`, from the last; by the nearer end.
+// The name of that number, counted from the first or, `reversed`, from the last.
 template <class Map>
 std::string_view NameAt(const Map& map, std::uint32_t index, bool reversed, std::string_view refusal) {
   const std::uint32_t count = CountOf(map);
@@ -30,8 +30,7 @@ std::string_view NameAt(const Map& map, std::uint32_t index, bool reversed, std:
         .template Throw<regExp>(regCode::invalidArgument);
   }
   const std::uint32_t place = reversed ? count - 1 - index : index;
-  if (place < count / 2) return std::next(map.begin(), place)->first;
-  return std::prev(map.end(), count - place)->first;
+  return map.At(place).first;
 }
 
 template <class Map>

@@ -33,7 +33,7 @@ template <>
 struct TAKER<byteEx> {
   static constexpr std::string_view expected = "  expect type  = T_BLOB\n";
   static bool Takes(std::uint32_t type) { return type == T_BLOB; }
-  static void Take(const CRegValue& value, byteEx& out) { out = value.Bytes(); }
+  static void Take(const CRegValue& value, byteEx& out) { out.assign(value.Bytes()); }
 };
 template <>
 struct TAKER<std::uint32_t> {
@@ -69,7 +69,7 @@ template <>
 struct TAKER<std::vector<stringEx>> : SETTAKER {
   static void Take(const CRegValue& value, std::vector<stringEx>& out) {
     std::vector<stringEx> strings;
-    IMPL::ForEachInSet(value.Bytes(), [&](std::string_view text) { strings.emplace_back(text); });
+    IMPL::ForEachInSet(value.Text(), [&](std::string_view text) { strings.emplace_back(text); });
     out = std::move(strings);
   }
 };
@@ -77,7 +77,7 @@ template <>
 struct TAKER<std::vector<wstringEx>> : SETTAKER {
   static void Take(const CRegValue& value, std::vector<wstringEx>& out) {
     std::vector<wstringEx> strings;
-    IMPL::ForEachInSet(value.Bytes(),
+    IMPL::ForEachInSet(value.Text(),
                        [&](std::string_view text) { strings.push_back(stringEx::view(text).to_wide()); });
     out = std::move(strings);
   }
@@ -211,7 +211,7 @@ void CFakeRegistry::ReadRawValue(const REGTEXT& name, std::uint32_t& type, byteE
       out += static_cast<unsigned char>(number);
       break;
     default:
-      out = value.Bytes();
+      out.assign(value.Bytes());
   }
   type = value.Type();
 }

@@ -64,14 +64,14 @@ void CFakeRegistry::RemoveSubkey(const REGTEXT& path, bool recursive) {
   Guard parentGuard(parent->lock);
   const auto found = parent->subkeys.find(name);
   if (name.empty() || found == parent->subkeys.end()) return;
-  if (!recursive && !IsEmpty(*CRegHandle::Key(found->second))) {
+  if (!recursive && !IsEmpty(*found->second.Get())) {
     CMessage(
         "CFakeRegistry::RemoveSubkey - failed remove subkey, trying to removing a not empty subkey with out "
         "recursive\n")
         .Field("  subkey name = ", name)
         .Throw<regExp>(regCode::notEmpty);
   }
-  removed = CRegShare(CRegHandle::Exchange(found->second, nullptr));
+  removed = std::move(found->second);
   parent->subkeys.erase(found);
   parent->hasChanged = true;
 }
@@ -107,8 +107,9 @@ void CFakeRegistry::Insert(const REGTEXT& path, const CFakeRegistry& other) {
   CRegShare parent = IMPL::FindKey(*key_, above, true, missing);
   CRegShare replaced;
   Guard parentGuard(parent->lock);
-  CFakeRegistry& entry = parent->subkeys.try_emplace(std::string(name)).first->second;
-  replaced = CRegShare(CRegHandle::Exchange(entry, std::exchange(share.key_, nullptr)));
+  CRegShare& entry = parent->subkeys.try_emplace(name).first->second;
+  replaced = CRegShare(std::exchange(share.key_, nullptr));
+  std::swap(entry, replaced);
   parent->hasChanged = true;
 }
 

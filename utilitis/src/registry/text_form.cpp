@@ -114,7 +114,7 @@ void AppendValueText(stringEx& text, const CRegValue& value) {
       text += value.Text();
       break;
     case T_BLOB:
-      value.Bytes().hex_append_to(text);
+      byteEx::view(value.Bytes()).hex_append_to(text);
       break;
     case T_DWORD:
     case T_QWORD:
@@ -135,9 +135,9 @@ CRegValue ValueOf(std::uint32_t type, std::string_view text) {
   switch (type) {
     case T_STRING:
     case T_EXP_STR:
-      return CRegValue::FromText(type, text);
+      return {type, text};
     case T_BLOB:
-      return {type, BlobOf(text)};
+      return {type, REGTEXT(BlobOf(text))};
     case T_DWORD:
       return CRegValue::FromNumber(type, NumberOf(text, std::numeric_limits<std::uint32_t>::max()));
     case T_QWORD:
@@ -162,7 +162,7 @@ stringEx ReadAll(TDataSource& source) {
 
 void PutValue(const CFakeRegistry& key, std::string_view name, CRegValue value) {
   const CRegGuard guard(key, "CFakeRegistry::WriteValue - invalid object");
-  guard->values.try_emplace(std::string(name)).first->second = std::move(value);
+  guard->values.try_emplace(name).first->second = std::move(value);
   guard->hasChanged = true;
 }
 

@@ -37,7 +37,7 @@ void AppendName(stringEx& text, std::string_view name) {
   AppendEscaped(text, name, inName);
 }
 
-void AppendSet(stringEx& text, const byteEx& packed) {
+void AppendSet(stringEx& text, std::string_view packed) {
   bool isFirst = true;
   const std::uint64_t before = text.length();
   ForEachInSet(packed, [&](std::string_view string) {
@@ -53,7 +53,7 @@ void AppendValue(stringEx& text, std::string_view name, const CRegValue& value) 
   AppendName(text, name);
   ((text += ':') += word) += '=';
   if (value.Type() == T_STRING_SET) {
-    AppendSet(text, value.Bytes());
+    AppendSet(text, value.Text());
   } else if (value.Type() == T_STRING || value.Type() == T_EXP_STR) {
     AppendEscaped(text, value.Text(), inValue);
   } else {
@@ -114,7 +114,7 @@ CRegValue SetOf(std::string_view rest) {
     }
   }
   const std::vector<std::string_view> views(strings.begin(), strings.end());
-  return {T_STRING_SET, PackSet(views)};
+  return PackSet(views);
 }
 
 class CIniImport {

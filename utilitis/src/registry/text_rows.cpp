@@ -112,7 +112,7 @@ class CRowExport {
       return cell;
     }
     std::vector<stringEx> strings;
-    ForEachInSet(value.Bytes(), [&](std::string_view string) { strings.push_back(conv_.Out(string)); });
+    ForEachInSet(value.Text(), [&](std::string_view string) { strings.push_back(conv_.Out(string)); });
     if (strings.empty()) return cell;
     parser_.PutRow(cell, strings);
     Form::EndInner(cell);
@@ -184,7 +184,7 @@ class CRowImport {
     for (stringEx& string : strings)
       string = conv_.In(string);
     const std::vector<std::string_view> views(strings.begin(), strings.end());
-    return {T_STRING_SET, PackSet(views)};
+    return PackSet(views);
   }
 
   CFakeRegistry root_;

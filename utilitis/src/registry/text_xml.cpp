@@ -26,7 +26,7 @@ void AppendValue(stringEx& text, std::string_view name, const CRegValue& value) 
   AppendEscaped(text, name);
   ((text += "\" type=\"") += word) += "\">";
   if (value.Type() == T_STRING_SET) {
-    ForEachInSet(value.Bytes(), [&](std::string_view string) {
+    ForEachInSet(value.Text(), [&](std::string_view string) {
       text += "<string>";
       AppendEscaped(text, string);
       text += "</string>";
@@ -166,7 +166,7 @@ class CXmlImport {
       strings.emplace_back(Restored(string, room_));
     }
     const std::vector<std::string_view> views(strings.begin(), strings.end());
-    return {T_STRING_SET, PackSet(views)};
+    return PackSet(views);
   }
 
   CFakeRegistry root_;

@@ -44,10 +44,9 @@ bool CTreeWalk::Next() {
   PLACE& place = chain_.back();
   isEnter_ = false;
   if (place.next == place.key->subkeys.end()) return true;
-  const auto& [name, handle] = *place.next++;
-  REGKEY* const below = CRegHandle::Key(handle);
-  if (below == nullptr) throw regExp(stringEx(invalid_), regCode::invalidObject);
-  Enter(*below, name);
+  const auto& [name, below] = *place.next++;
+  if (below.Get() == nullptr) throw regExp(stringEx(invalid_), regCode::invalidObject);
+  Enter(*below.Get(), name);
   return true;
 }
 

@@ -17,7 +17,7 @@ void Write(const CFakeRegistry& handle, std::string_view invalid, std::string_vi
   const CRegGuard key(handle, invalid);
   const auto found = key->values.find(name);
   if (found == key->values.end()) {
-    key->values.try_emplace(std::string(name), std::move(value));
+    key->values.try_emplace(name, std::move(value));
   } else {
     found->second = std::move(value);
   }
@@ -34,7 +34,7 @@ CRegValue SetOf(const std::vector<Text>& strings) {
     narrow.push_back(text.to_narrow());
     views.push_back(narrow.back());
   }
-  return {T_STRING_SET, IMPL::PackSet(views)};
+  return IMPL::PackSet(views);
 }
 
 [[noreturn]] void RefuseArgument(std::string_view heading, std::string_view name, std::uint32_t type) {
@@ -50,19 +50,18 @@ template <class Text>
 void WriteText(const CFakeRegistry& handle, std::string_view name, const Text& value, std::uint32_t type) {
   if (type != T_STRING && type != T_EXP_STR)
     RefuseArgument("CFakeRegistry::WriteValueEx - invalid argument\n", name, type);
-  Write(handle, "CFakeRegistry::WriteValueEx - invalid object", name,
-        CRegValue::FromText(type, value.to_narrow()));
+  Write(handle, "CFakeRegistry::WriteValueEx - invalid object", name, CRegValue(type, value.to_narrow()));
 }
 
 // The value that these bytes are, if they are one of the type.
 template <class T>
-bool TakeNumber(const byteEx& bytes, T& out) {
-  if (bytes.length() != sizeof(out)) return false;
+bool TakeNumber(std::string_view bytes, T& out) {
+  if (bytes.size() != sizeof(out)) return false;
   std::memcpy(&out, bytes.data(), sizeof(out));
   return true;
 }
 
-bool FromRaw(std::uint32_t type, const byteEx& bytes, CRegValue& value) {
+bool FromRaw(std::uint32_t type, std::string_view bytes, CRegValue& value) {
   std::uint32_t dword = 0;
   std::uint64_t qword = 0;
   std::uint8_t flag = 0;
@@ -87,8 +86,7 @@ bool FromRaw(std::uint32_t type, const byteEx& bytes, CRegValue& value) {
       if (!IMPL::ForEachInSet(bytes, [](std::string_view) {})) return false;
       [[fallthrough]];
     default:
-      // Of its own: a view might go before the value does.
-      value = CRegValue(type, bytes.is_view() ? byteEx(bytes.data(), bytes.length()) : bytes);
+      value = CRegValue(type, bytes);
       return true;
   }
 }
@@ -96,10 +94,10 @@ bool FromRaw(std::uint32_t type, const byteEx& bytes, CRegValue& value) {
 }  // namespace
 
 void CFakeRegistry::WriteValue(const REGTEXT& name, const char* value) {
-  Write(*this, writeInvalid, name, CRegValue::FromText(T_STRING, value));
+  Write(*this, writeInvalid, name, CRegValue(T_STRING, value));
 }
 void CFakeRegistry::WriteValue(const REGTEXT& name, const stringEx& value) {
-  Write(*this, writeInvalid, name, CRegValue::FromText(T_STRING, value));
+  Write(*this, writeInvalid, name, CRegValue(T_STRING, value));
 }
 void CFakeRegistry::WriteValue(const REGTEXT& name, const wchar_t* value) {
   WriteValue(name, wstringEx::view(value));
@@ -108,9 +106,7 @@ void CFakeRegistry::WriteValue(const REGTEXT& name, const wstringEx& value) {
   WriteValue(name, value.to_narrow());
 }
 void CFakeRegistry::WriteValue(const REGTEXT& name, const byteEx& value) {
-  CRegValue blob;
-  FromRaw(T_BLOB, value, blob);
-  Write(*this, writeInvalid, name, std::move(blob));
+  Write(*this, writeInvalid, name, CRegValue(T_BLOB, REGTEXT(value)));
 }
 void CFakeRegistry::WriteValue(const REGTEXT& name, std::uint32_t value) {
   Write(*this, writeInvalid, name, CRegValue::FromNumber(T_DWORD, value));
@@ -140,7 +136,7 @@ void CFakeRegistry::WriteValueEx(const REGTEXT& name, const wstringEx& value, st
 
 void CFakeRegistry::WriteRawValue(const REGTEXT& name, std::uint32_t type, const byteEx& value) {
   CRegValue raw;
-  if (!FromRaw(type, value, raw))
+  if (!FromRaw(type, REGTEXT(value), raw))
     RefuseArgument("CFakeRegistry::WriteRawValue - invalid argument\n", name, type);
   Write(*this, "CFakeRegistry::WriteRawValue - invalid object", name, std::move(raw));
 }

@@ -10,15 +10,10 @@ void CISXFWriter::PutWString(const wchar_t* text, std::uint64_t length) {
   PutText(isxfTag::wideString, "CISXFWriter::PutWString - string too long\n", text, length, sizeof(wchar_t));
 }
 
-void CISXFWriter::PutBlob(const void* bytes, std::uint64_t length) {
-  PutText(isxfTag::blob, "CISXFWriter::PutBlob - blob too long\n", bytes, length, 1);
-}
-
 // A short item goes out in one piece.
 void CISXFWriter::PutText(std::uint8_t tag, std::string_view refusal, const void* text, std::uint64_t length,
                           std::size_t elementSize) {
   constexpr std::uint32_t most = std::numeric_limits<std::uint32_t>::max();
-  constexpr std::size_t headSize = 1 + sizeof(std::uint32_t);
   if (length == 0) return PutVoid();
   if (length > most / elementSize) {
     CMessage(refusal)
@@ -27,17 +22,9 @@ void CISXFWriter::PutText(std::uint8_t tag, std::string_view refusal, const void
         .Throw<isxfExp>(isxfCode::broken);
   }
   const auto bytes = static_cast<std::uint32_t>(length * elementSize);
-  _CheckBound(headSize + std::uint64_t{bytes});
-
-  if (headSize + std::uint64_t{bytes} <= Room()) {
-    *next_ = tag;
-    std::memcpy(next_ + 1, &bytes, sizeof(bytes));
-    std::memcpy(next_ + headSize, text, bytes);
-    next_ += headSize + bytes;
-    return;
-  }
-  unsigned char item[headSize + 251] = {tag};
-  std::memcpy(item + 1, &bytes, sizeof(bytes));
+  CheckFar(headSize + std::uint64_t{bytes});
+  unsigned char item[headSize + 251];
+  Lay(item, tag, bytes);
   if (bytes <= sizeof(item) - headSize) {
     std::memcpy(item + headSize, text, bytes);
     _Write(item, headSize + bytes);
@@ -49,6 +36,7 @@ void CISXFWriter::PutText(std::uint8_t tag, std::string_view refusal, const void
 
 void CISXFWriter::FlushBuffer() {
   const auto size = static_cast<std::size_t>(next_ - room_);
+  CloseWindow();
   next_ = room_;
   if (size != 0) Send(room_, size);
 }

@@ -1,6 +1,7 @@
 // How the registry takes and gives text: narrow, wide or as bytes, with each operation written once.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include <qorv/string.h>
@@ -14,6 +15,7 @@ class REGTEXT {
  public:
   REGTEXT(const char* text) noexcept : text_(text) {}               // NOLINT(google-explicit-constructor)
   REGTEXT(std::string_view text) noexcept : text_(text) {}          // NOLINT(google-explicit-constructor)
+  REGTEXT(const std::string& text) noexcept : text_(text) {}        // NOLINT(google-explicit-constructor)
   REGTEXT(const stringEx& text) noexcept : text_(text) {}           // NOLINT(google-explicit-constructor)
   REGTEXT(const wchar_t* text) : REGTEXT(wstringEx::view(text)) {}  // NOLINT(google-explicit-constructor)
   REGTEXT(const wstringEx& text);                                   // NOLINT(google-explicit-constructor)
