@@ -131,6 +131,44 @@ TEST(Threads, DoNotWaitForEachOther) {
   EXPECT_EQ(one.GetSubkeyCount(), two.GetSubkeyCount());
 }
 
+// Notes who writes. The first one lets the other begin, and gives it time to.
+class NotingSink final : public TDataSink {
+ public:
+  NotingSink(std::vector<char>& order, std::atomic<bool>& hasBegun, char who)
+      : order_(order), hasBegun_(hasBegun), who_(who) {}
+  bool IsValid() const override { return true; }
+  std::size_t Write(const void*, std::size_t size) override {
+    if (!hasBegun_.exchange(true)) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    order_.push_back(who_);
+    return size;
+  }
+  void Flush() override {}
+
+ private:
+  std::vector<char>& order_;  // of one key at a time, and so needs no lock of its own
+  std::atomic<bool>& hasBegun_;
+  char who_;
+};
+
+TEST(Threads, SaveOneKeyOneAfterTheOther) {
+  CFakeRegistry one = RandomTree(5, 60);
+  one.WriteValue("large",
+                 byteEx(reinterpret_cast<const unsigned char*>(std::string(30000, 'x').data()), 30000));
+  CFakeRegistry other = one;
+  std::vector<char> order;
+  std::atomic<bool> hasBegun{false};
+  NotingSink first(order, hasBegun, 'a');
+  NotingSink second(order, hasBegun, 'b');
+  std::thread thread([&] { one.Save(first); });
+  while (!hasBegun)
+    std::this_thread::yield();
+  other.Save(second);
+  thread.join();
+  const std::string written(order.begin(), order.end());
+  EXPECT_GT(written.size(), 2u);
+  EXPECT_EQ(written, std::string(written.size() / 2, 'a') + std::string(written.size() / 2, 'b'));
+}
+
 TEST(Threads, WaitForExclusiveAccessAsLongAsTheySay) {
   CFakeRegistry key;
   key.GainSubkey("");
