@@ -12,6 +12,7 @@
 #include "file/temp_folder.h"
 #include "support/failure.h"
 #include "support/row_name.h"
+#include "support/timer_signals.h"
 
 namespace {
 
@@ -100,6 +101,46 @@ TEST_F(CFile, CountsPositionsAndSizesWithWhatWaitsInTheBuffer) {
             folder_.Fill("13: CCFile::SeekBegin - failed seeking in file\n  file path  = {}/file\n"
                          "  error code = 22\n"
                          "  error desc = invalid argument, or the resulting position would be negative"));
+}
+
+// On a named pipe, where each of these waits for the other side.
+TEST_F(CFile, SignalsBreakNothingOff) {
+  const stringEx path = Path("pipe");
+  ASSERT_EQ(::mkfifo(path.data(), 0600), 0);
+  const TestSupport::TimerSignals signals;
+  {
+    const TestSupport::Later later([&] {
+      CCFile writer;
+      writer.Open(path, Text("w"));
+      ::usleep(50'000);
+      writer.Write(Text("late\n"));
+    });
+    CCFile reader;
+    reader.Open(path, Text("r"));
+    stringEx line;
+    EXPECT_TRUE(reader.ReadLine(line));
+    EXPECT_EQ(std::string(line), "late");
+    EXPECT_TRUE(reader.IsEof());
+  }
+  std::string got;
+  {
+    const TestSupport::Later later([&] {
+      CCFile reader;
+      reader.Open(path, Text("r"));
+      ::usleep(50'000);
+      char piece[4096];
+      while (const std::size_t count = reader.Read(piece, sizeof(piece)))
+        got.append(piece, count);
+    });
+    CCFile writer;
+    writer.Open(path, Text("w"));
+    const std::string sent(200'000, 'x');  // more than a pipe holds
+    writer.Write(sent.data(), sent.size());
+    writer.Write(Text("end"));
+    writer.Close();
+  }
+  EXPECT_EQ(got.size(), 200'003u);
+  EXPECT_GT(signals.Count(), 50);
 }
 
 TEST_F(CFile, WithoutABufferEachWriteArrives) {

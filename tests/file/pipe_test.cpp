@@ -2,7 +2,6 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
-#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,6 +15,7 @@
 #include "file/temp_folder.h"
 #include "support/failure.h"
 #include "support/row_name.h"
+#include "support/timer_signals.h"
 
 namespace {
 
@@ -145,20 +145,45 @@ TEST_F(Pipe, CommandHoldsNoOtherEnd) {
   sleeper.Close();
 }
 
-TEST_F(Pipe, SignalsDoNotBreakAReadOff) {
-  struct sigaction before;
-  struct sigaction action {};
-  action.sa_handler = [](int) {};  // without SA_RESTART
-  sigaction(SIGALRM, &action, &before);
-  const itimerval often{{0, 2000}, {0, 2000}};
-  setitimer(ITIMER_REAL, &often, nullptr);
-  CPipe pipe;
-  pipe.Run(Text("sleep 0.1; echo late"));
-  EXPECT_EQ(ReadAll(pipe), "late\n");
-  EXPECT_EQ(pipe.Close(), 0);
-  const itimerval never{};
-  setitimer(ITIMER_REAL, &never, nullptr);
-  sigaction(SIGALRM, &before, nullptr);
+// Each of these waits until somebody else acts.
+TEST_F(Pipe, SignalsBreakNothingOff) {
+  const stringEx path = Text(folder_.Path("pipe"));
+  const std::string sent(200'000, 'x');  // more than a pipe holds
+  const TestSupport::TimerSignals signals;
+  {
+    CPipe reader;
+    CPipe writer;
+    const TestSupport::Later later([&] { writer.Open(path, O_WRONLY); });
+    reader.Open(path, O_RDONLY);
+  }
+  {
+    CPipe pipe;
+    pipe.Create();
+    const TestSupport::Later later([&] {
+      pipe.Write("late", 4);
+      pipe.CloseWriteEnd();
+    });
+    EXPECT_EQ(ReadAll(pipe), "late");
+  }
+  {
+    CPipe pipe;
+    pipe.Create();
+    std::string got(sent.size(), ' ');
+    const TestSupport::Later later([&] {
+      for (std::size_t at = 0; at < got.size();)
+        at += pipe.Read(got.data() + at, got.size() - at);
+    });
+    pipe.Write(sent.data(), sent.size());
+  }
+  {
+    CPipe pipe;
+    pipe.Run(Text("sleep 0.1; echo late"));
+    EXPECT_EQ(ReadAll(pipe), "late\n");
+    EXPECT_EQ(pipe.Close(), 0);
+    pipe.Run(Text("sleep 0.1"));
+    EXPECT_EQ(pipe.Close(), 0) << "it waits for the command";
+  }
+  EXPECT_GT(signals.Count(), 50);
 }
 
 TEST_F(Pipe, ClosedOneServesNothing) {

@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstring>
 #include <functional>
 #include <optional>
@@ -17,6 +18,7 @@
 #include "support/failure.h"
 #include "support/refusal.h"
 #include "support/row_name.h"
+#include "support/timer_signals.h"
 
 // NOLINTBEGIN
 REFUSABLE(pthread_mutexattr_init, (pthread_mutexattr_t * a), (a))
@@ -126,6 +128,17 @@ TEST_F(ProcSync, MemoryWhoseMakerWasKilledIsMadeByTheNext) {
   const CShMem memory(name_, 8, O_RDWR);
   EXPECT_TRUE(memory.IsCreated());
   EXPECT_STREQ(static_cast<const char*>(memory.GetPointer()), "");
+}
+
+// As in a container, whose first process has the same number each time.
+TEST_F(ProcSync, MemoryWhoseMakerHadThisProcessesNumberIsMadeAnew) {
+  {
+    CShMem made(name_, 8, O_RDWR);
+    made.SetReady();
+    *(static_cast<std::int64_t*>(made.GetPointer()) - 8) = ::getpid();  // what a maker leaves that is killed
+    const CShMem memory(name_, 8, O_RDWR);
+    EXPECT_TRUE(memory.IsCreated());
+  }
 }
 
 TEST_F(ProcSync, MemoryThatCannotBeHadIsTold) {
@@ -302,6 +315,55 @@ INSTANTIATE_TEST_SUITE_P(
                                   "\n  error code     = 22\n"
                                   "  error desc     = unsupport name or value is too big"}),
     rowName);
+
+TEST_F(ProcSync, SignalsBreakNothingOff) {
+  using TestSupport::Later;
+  using Clock = std::chrono::steady_clock;
+  const TestSupport::TimerSignals signals;
+  CProcSem sem(name_, 0);
+  CProcMutex mutex(name_);
+  CProcEvent event(name_ + "-event");
+  const auto raise = [&] {
+    event.RaiseEvent();
+    event.ResetEvent();
+  };
+  {
+    const Later later([&] { sem.V(2); });
+    EXPECT_TRUE(sem.P());
+    EXPECT_TRUE(sem.TimedP(10'000));
+  }
+  {
+    const Later later(raise);
+    EXPECT_TRUE(event.WaitEvent());
+  }
+  {
+    const Later later(raise);
+    EXPECT_TRUE(event.TimedWaitEvent(10'000));
+  }
+  for (const bool isTimed : {false, true}) {
+    const Child holder([&] {
+      mutex.Lock();
+      ::usleep(100'000);
+      mutex.Unlock();
+      return 0;
+    });
+    while (mutex.TryLock()) {
+      mutex.Unlock();
+      ::usleep(1000);
+    }
+    if (isTimed) {
+      EXPECT_TRUE(mutex.TimedLock(10'000));
+    } else {
+      mutex.Lock();
+    }
+    mutex.Unlock();
+  }
+  const Clock::time_point start = Clock::now();
+  EXPECT_FALSE(sem.TimedP(50));
+  EXPECT_FALSE(event.TimedWaitEvent(50));
+  EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(100)) << "to the end of their time";
+  EXPECT_GT(signals.Count(), 50);
+}
 
 struct RefusedStepRow {
   const char* name;

@@ -1,3 +1,7 @@
+#include <fcntl.h>
+#include <sys/types.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdarg>
 #include <string_view>
@@ -8,6 +12,7 @@
 #include "error/message.h"
 #include "file/narrow.h"
 #include "file/open_mode.h"
+#include "misc/posix/platform.h"
 
 namespace Qorv {
 namespace {
@@ -26,28 +31,71 @@ constexpr IMPL::ErrnoText streamTexts[] = {
     {EISDIR, "the file refers to a directory"},
 };
 
-// What a signal has broken off begins again where it was.
-bool GoesOn(std::FILE* stream) {
-  if (errno != EINTR) return false;
-  std::clearerr(stream);
-  return true;
+// The calls below a stream, on the descriptor that the cookie is. The C library's own would take a signal in the midst of a
+// write for a failure, and drop what its buffer still has.
+int DescriptorOf(void* cookie) noexcept {
+  return static_cast<int>(reinterpret_cast<std::intptr_t>(cookie));
+}
+
+ssize_t ReadBelow(void* cookie, char* buffer, std::size_t size) {
+  return IMPL::RetryOnEintr([=] { return ::read(DescriptorOf(cookie), buffer, size); });
+}
+
+// All of it, or fewer bytes at a failure.
+ssize_t WriteBelow(void* cookie, const char* data, std::size_t size) {
+  std::size_t total = 0;
+  while (total < size) {
+    const ssize_t count =
+        IMPL::RetryOnEintr([=] { return ::write(DescriptorOf(cookie), data + total, size - total); });
+    if (count <= 0) break;
+    total += static_cast<std::size_t>(count);
+  }
+  return static_cast<ssize_t>(total);
+}
+
+int SeekBelow(void* cookie, off_t* position, int whence) {
+  const off_t result = ::lseek(DescriptorOf(cookie), *position, whence);
+  if (result < 0) return -1;
+  *position = result;
+  return 0;
+}
+
+int CloseBelow(void* cookie) {
+  return ::close(DescriptorOf(cookie));
+}
+
+// Null, with an errno, if there is none, or the descriptor was not opened for this.
+std::FILE* MakeStream(int descriptor, const stringEx& way) {
+  const int flags = ::fcntl(descriptor, F_GETFL);
+  const int access = flags & O_ACCMODE;
+  const bool reads = way[0] == 'r' || way.find("+") != npos;
+  const bool writes = way[0] != 'r' || way.find("+") != npos;
+  if (flags < 0 || (access == O_WRONLY && reads) || (access == O_RDONLY && writes)) {
+    if (flags >= 0) errno = EINVAL;
+    return nullptr;
+  }
+  if (way[0] == 'a' && (flags & O_APPEND) == 0 && ::fcntl(descriptor, F_SETFL, flags | O_APPEND) < 0)
+    return nullptr;
+  auto* const cookie = reinterpret_cast<void*>(std::intptr_t{descriptor});
+  std::FILE* const stream = ::fopencookie(cookie, way.data(), {ReadBelow, WriteBelow, SeekBelow, CloseBelow});
+  if (stream != nullptr && ::isatty(descriptor) == 1) std::setvbuf(stream, nullptr, _IOLBF, 0);
+  return stream;
 }
 
 // 0 or an errno.
 int FlushAll(std::FILE* stream) {
-  while (std::fflush(stream) != 0) {
-    if (GoesOn(stream)) continue;
-    const int error = errno;
-    std::clearerr(stream);
-    return error;
-  }
-  return 0;
+  if (std::fflush(stream) == 0) return 0;
+  const int error = errno;
+  std::clearerr(stream);
+  return error;
 }
 
 }  // namespace
 
 CCFile::CCFile(CCFile&& other) noexcept
-    : stream_(std::exchange(other.stream_, nullptr)), path_(std::move(other.path_)) {}
+    : stream_(std::exchange(other.stream_, nullptr)),
+      descriptor_(std::exchange(other.descriptor_, -1)),
+      path_(std::move(other.path_)) {}
 
 CCFile& CCFile::operator=(CCFile&& other) {
   if (this != &other) {
@@ -55,6 +103,7 @@ CCFile& CCFile::operator=(CCFile&& other) {
     std::swap(old.stream_, stream_);
     old.path_.swap(path_);
     stream_ = std::exchange(other.stream_, nullptr);
+    descriptor_ = std::exchange(other.descriptor_, -1);
     path_ = std::move(other.path_);
   }
   return *this;
@@ -120,7 +169,8 @@ void CCFile::Adopt(CSysFile& file, const stringEx& mode) {
   // The file is open already: the rest of the mode has had its effect.
   stringEx way(std::string_view(mode).substr(0, 1));
   if (mode.find("+") != npos) way += '+';
-  fresh.stream_ = ::fdopen(static_cast<int>(file.GetSysHandle()), way.data());
+  fresh.descriptor_ = static_cast<int>(file.GetSysHandle());
+  fresh.stream_ = MakeStream(fresh.descriptor_, way);
   if (fresh.stream_ == nullptr)
     fresh.Refuse("CCFile::Open - failed make a stream of file\n", errno, fileCode::open);
   file.Disclaim();
@@ -129,6 +179,7 @@ void CCFile::Adopt(CSysFile& file, const stringEx& mode) {
 
 void CCFile::Close() {
   std::FILE* const stream = std::exchange(stream_, nullptr);
+  descriptor_ = -1;
   const stringEx path = std::exchange(path_, {});
   if (stream == nullptr) return;
   int error = FlushAll(stream);
@@ -143,18 +194,13 @@ void CCFile::Close() {
 std::size_t CCFile::Read(void* buffer, std::size_t size) {
   constexpr const char* heading = "CCFile::Read - failed reading file\n";
   std::FILE* const stream = Stream(heading, fileCode::read);
-  auto* const bytes = static_cast<unsigned char*>(buffer);
-  std::size_t total = 0;
-  while (total < size) {
-    total += std::fread(bytes + total, 1, size - total, stream);
-    if (total == size || std::ferror(stream) == 0) break;
-    if (GoesOn(stream)) continue;
+  const std::size_t count = std::fread(buffer, 1, size, stream);
+  if (count < size && std::ferror(stream) != 0) {
     const int error = errno;
     std::clearerr(stream);
-    if (total != 0) break;
-    Refuse(heading, error, fileCode::read);
+    if (count == 0) Refuse(heading, error, fileCode::read);
   }
-  return total;
+  return count;
 }
 
 int CCFile::ReadByte() {
@@ -190,14 +236,10 @@ bool CCFile::IsEof() {
 void CCFile::Write(const void* data, std::size_t size) {
   constexpr const char* heading = "CCFile::Write - failed writing file\n";
   std::FILE* const stream = Stream(heading, fileCode::write);
-  const auto* const bytes = static_cast<const unsigned char*>(data);
-  for (std::size_t total = 0; total < size;) {
-    total += std::fwrite(bytes + total, 1, size - total, stream);
-    if (total == size || GoesOn(stream)) continue;
-    const int error = errno;
-    std::clearerr(stream);
-    Refuse(heading, error, error == EPIPE ? fileCode::brokenPipe : fileCode::write);
-  }
+  if (std::fwrite(data, 1, size, stream) == size) return;
+  const int error = errno;
+  std::clearerr(stream);
+  Refuse(heading, error, error == EPIPE ? fileCode::brokenPipe : fileCode::write);
 }
 
 void CCFile::Print(const char* format, ...) {
@@ -252,10 +294,6 @@ std::int64_t CCFile::GetSize() {
   const off_t size = ::ftello(stream);
   if (size < 0 || ::fseeko(stream, position, SEEK_SET) != 0) Refuse(heading, errno, fileCode::size);
   return size;
-}
-
-std::int64_t CCFile::GetSysHandle() const noexcept {
-  return stream_ != nullptr ? ::fileno(stream_) : -1;
 }
 
 }  // namespace Qorv

@@ -43,6 +43,15 @@ void Pause() noexcept {
   ::usleep(1000);
 }
 
+// How many blocks this process is making.
+constinit std::atomic<int> makers{0};
+
+// A number that is this process's own may be that of one that died before it.
+bool IsAtWork(std::int64_t process) noexcept {
+  if (process == ::getpid()) return makers.load() != 0;
+  return ::kill(static_cast<pid_t>(process), 0) == 0 || errno != ESRCH;
+}
+
 class CDescriptor {
  public:
   explicit CDescriptor(int number) noexcept : number_(number) {}
@@ -142,27 +151,33 @@ std::uint64_t CShMem::AwaitSize(int descriptor, int access) const {
 
 // True if it is this one that has to make the block.
 bool CShMem::TakeOrAwait() const {
-  const std::int64_t self = ::getpid();
   for (;;) {
     std::int64_t state = head_->state.load(std::memory_order_acquire);
     if (state == HEAD::ready) return false;
-    const bool isFree =
-        state == HEAD::raw || (state != self && ::kill(static_cast<pid_t>(state), 0) != 0 && errno == ESRCH);
-    if (isFree && head_->state.compare_exchange_strong(state, self)) return true;
+    if (state == HEAD::raw || !IsAtWork(state)) {
+      makers.fetch_add(1);
+      if (head_->state.compare_exchange_strong(state, ::getpid())) return true;
+      makers.fetch_sub(1);
+    }
     Pause();
   }
 }
 
 void CShMem::SetReady() noexcept {
-  if (isCreated_) head_->state.store(HEAD::ready, std::memory_order_release);
+  EndMaking(HEAD::ready);
+}
+
+// Nothing, if it has ended.
+void CShMem::EndMaking(std::int64_t state) noexcept {
+  std::int64_t self = ::getpid();
+  if (isCreated_ && head_->state.compare_exchange_strong(self, state)) makers.fetch_sub(1);
 }
 
 void CShMem::Release() {
   if (block_ == nullptr) return;
   if (isCreated_) {
-    std::int64_t self = ::getpid();
-    head_->state.compare_exchange_strong(self, HEAD::raw);  // not made: the next one will
-    ::shm_unlink(name_.data());                             // it may be gone
+    EndMaking(HEAD::raw);        // not made: the next one will
+    ::shm_unlink(name_.data());  // it may be gone
   }
   block_ = nullptr;
   if (::munmap(std::exchange(head_, nullptr), size_ + HEAD::size) != 0)

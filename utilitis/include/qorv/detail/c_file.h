@@ -77,7 +77,7 @@ class CCFile {
   std::int64_t GetSize();
 
   const stringEx& GetPath() const noexcept { return path_; }
-  std::int64_t GetSysHandle() const noexcept;
+  std::int64_t GetSysHandle() const noexcept { return descriptor_; }
 
  private:
   void Adopt(CSysFile& file, const stringEx& mode);
@@ -85,7 +85,8 @@ class CCFile {
   void Seek(const char* heading, std::int64_t offset, int whence);
   [[noreturn]] void Refuse(const char* heading, int error, std::uint32_t code) const;
 
-  std::FILE* stream_ = nullptr;
+  std::FILE* stream_ = nullptr;  // on calls of its own, which a signal does not break off
+  int descriptor_ = -1;
   stringEx path_;
 };
 

@@ -27,7 +27,8 @@ inline constexpr std::uint32_t copy = 2;
 
 /// Directory and path services. An object stands for one existing directory, which Open fixes.
 ///
-/// Paths are bytes as the system takes them; wide ones are turned into UTF-8. "~/" in front of a path stands for HOME,
+/// Paths are bytes as the system takes them; wide ones are converted to the process's encoding, or to UTF-8 where that would
+/// lose a letter. "~/" in front of a path stands for HOME,
 /// where that is set. A path with a zero element names nothing that exists. Sizes are in bytes. All failures are dirExp
 /// with a number of dirCode; besides them there is only std::bad_alloc.
 ///
@@ -59,7 +60,7 @@ class CDir {
   /// joined to the working directory. Nothing else of it changes. Code 1: an empty path, a working directory
   /// that is gone.
   static void ConvToFullPath(stringEx& path);
-  /// The same of a wide path, in UTF-8.
+  /// The same of a wide path.
   static stringEx ConvToFullPath(const wstringEx& path);
   /// The directory part without the slash at its end, back slashes turned into slashes: "." where there is none. A path
   /// of an existing directory yields itself. Code 1 for an empty path.

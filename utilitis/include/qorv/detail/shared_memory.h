@@ -51,6 +51,7 @@ class CShMem {
   int OpenOrCreate(int access, std::uint32_t permissions);
   std::uint64_t AwaitSize(int descriptor, int access) const;
   bool TakeOrAwait() const;
+  void EndMaking(std::int64_t state) noexcept;
   [[noreturn]] void Refuse(const char* heading, int error, std::uint32_t code) const;
 
   stringEx name_;
