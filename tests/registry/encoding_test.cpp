@@ -74,7 +74,21 @@ TEST_P(Conversion, GoesBothWaysInRows) {
   EXPECT_EQ(OutputOf(GetParam(), std::string("rows ") + GetParam().memory), rows + " the same");
 }
 
+TEST_P(Conversion, GoesBothWaysInDiffs) {
+  const std::string text = GetParam().image;
+  const std::string output = OutputOf(GetParam(), std::string("diff ") + GetParam().memory);
+  EXPECT_NE(output.find("80 03 " + Item(text + "5C" + text)), std::string::npos) << output;
+  EXPECT_TRUE(output.ends_with("the same")) << output;
+}
+
 INSTANTIATE_TEST_SUITE_P(Rows, Conversion, testing::ValuesIn(conversions), rowName);
+
+// The letter is A55C in this encoding, and 5C parts names.
+TEST(Text, ThatBecomesAPathIsRefusedAsAName) {
+  const CONVERSION row{"", "QORV_DEFAULT_MBCS=BIG5", "", ""};
+  EXPECT_EQ(OutputOf(row, "names E58A9F"), "refused refused 0");
+  EXPECT_EQ(OutputOf(row, "names E4B8AD"), "done done 1");
+}
 
 // Letters that the encoding does not have, and what is no UTF-8, are not dropped.
 const CONVERSION keptAsBytes[] = {

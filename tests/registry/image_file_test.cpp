@@ -142,7 +142,7 @@ const FAULT faults[] = {
     {"OpenBelowAFile", [](CFakeRegistry& r, const std::string& f) { r.Open(Text(f + "/file/a/f")); },
      "5: CFakeRegistry::Open - unable to create the path folder\n  file name = {}/file/a/f\n@ ?"},
     {"SaveBelowAFile", [](CFakeRegistry& r, const std::string& f) { r.Save(Text(f + "/file/a/f")); },
-     "6: CFakeRegistry::Save - failed manipulate file path\n  file name = {}/file/a/f\n@ ?"},
+     "6: CFakeRegistry::Save - failed manipulate file path\n  file name = {}/file/a/f"},
     {"OpenFolder", [](CFakeRegistry& r, const std::string& f) { r.Open(Text(f)); },
      "5: CFakeRegistry::Open - failed open file\n  file name = {}\n@ ?"},
     {"SaveFolder", [](CFakeRegistry& r, const std::string& f) { r.Save(Text(f)); },
@@ -293,6 +293,45 @@ TEST_F(RegistryFile, StreamThatCannotSeekIsReadUpToItsEnd) {
             "@ CISXFReader::_Read - unexpected end of data\n  expected size = 4\n  real size     = 3");
   Stream one("R");
   EXPECT_EQ(FailureOf<regExp>([&] { opened.Open(one); }), "3: RegParse - invalid header size");
+}
+
+TEST_F(RegistryFile, IsSavedIntoAStreamAsIntoMemory) {
+  stringEx stored;
+  {
+    CGenericSeekableSink<CByteIO> sink{CByteIO(&stored)};
+    registry_.Save(sink);
+  }
+  EXPECT_EQ(std::string(stored), smallImage);
+  EXPECT_FALSE(registry_.HasChanged());
+}
+
+TEST_F(RegistryFile, NamesMayBeLiteralsOfBothKinds) {
+  const std::string path = folder_.Path("file");
+  registry_.Save(path.c_str(), 5);
+  CFakeRegistry opened;
+  opened.Open(path.c_str(), 5);
+  EXPECT_TRUE(opened.IsValueExist("on"));
+  CFakeRegistry again;
+  again.Open(Text(path).to_wide().data(), 5);
+  EXPECT_TRUE(again.IsValueExist(L"on"));
+}
+
+TEST_F(RegistryFile, FolderOfAFileIsByTheSystemsSeparatorAlone) {
+  registry_.Save(Path("a\\b"));
+  EXPECT_EQ(folder_.Content("a\\b"), smallImage);
+  EXPECT_FALSE(std::filesystem::exists(folder_.Path("a")));
+}
+
+// One behind the other, and each larger than what is read ahead.
+TEST_F(RegistryFile, NestedImagesComeFromAFile) {
+  CFakeRegistry tree = Clean();
+  const std::string large(20000, 'x');
+  for (const char* const name : {"one", "two\\below", "three"})
+    tree.GainSubkey(name).WriteValue("v", stringEx(std::string_view(large)));
+  const byteEx image = TestSupport::OldImage(2).Of(tree);
+  CFakeRegistry opened;
+  opened.Open(Text(folder_.Make("old", {reinterpret_cast<const char*>(image.data()), image.length()})));
+  EXPECT_EQ(TreeText(opened), TreeText(tree));
 }
 
 TEST(InvalidRegistry, IsNotSaved) {

@@ -48,8 +48,9 @@ using REGLOCK = CFastLock<CSharedSpin>;
 /// with the other. Wide names are converted where they come in and go out (tconvExp).
 ///
 /// Any thread may use any handle. Each operation holds the handle's lock, then the key's; a walk holds the locks of all
-/// keys from its root down to where it is. Operations on several keys are no transaction, and one that fails leaves
-/// what it had done.
+/// keys from its root down to where it is, and _MakeDiff those of two trees at once, its own first: two threads must not
+/// compare the same two trees in opposite directions, nor walk a circle from two of its keys, at once. Operations on several
+/// keys are no transaction, and one that fails leaves what it had done.
 class CFakeRegistry {
  public:
   CFakeRegistry() noexcept = default;
@@ -180,7 +181,7 @@ class CFakeRegistry {
   void ResetChangeFlag();
   stringEx GetWorkingFile() const;
   void SetWorkingFile(const REGTEXT& path);
-  /// Of the compiled image, in bytes. It bites in Save and in RegCompile alone.
+  /// Of the compiled image without its mark, in bytes. It bites in Save and in RegCompile alone.
   std::int64_t GetQuota() const;
   void SetQuota(std::int64_t size);
 
@@ -194,22 +195,44 @@ class CFakeRegistry {
   void Replace(const CFakeRegistry& other, bool recursive = true);
   void CheckCircularReferernce() const;
 
-  // --- the image -------------------------------------------------------------------------------------------------------
+  // --- the image: docs/registry.md has its layout ------------------------------------------------------------------------
 
+  /// Gives the handle a fresh key with what an image holds; what it had before stays with its other handles. Nothing at all is
+  /// an empty tree. Code 3: no image, or a type that is none; code 5: the file, its folder, the source, and items that
+  /// are not as they must be. What was read before a failure stays.
+  ///
+  /// A named file is made where there is none, with the folders above it. `offset`, in bytes, says where the image begins,
+  /// below 0 how far before the end; 0 is the whole file, which becomes the key's working file. An open file is read from its
+  /// position to its end, as is a source that can seek; one that cannot, up to 1 GiB.
   void Open(const REGTEXT& path, std::int32_t offset = 0);
+  void Open(const char* path, std::int32_t offset = 0) { Open(REGTEXT(path), offset); }
+  void Open(const wchar_t* path, std::int32_t offset = 0) { Open(REGTEXT(path), offset); }
   void Open(CSysFile& file);
   void Open(TDataSource& source);
   void Open(const void* image, std::size_t size);
+  /// Writes the tree as an image of the newest revision, and clears the change flag of the key. Code 6: the file, its folder, the
+  /// sink, and a tree beyond the quota; code 3: a type without a name; code 22: a circle.
+  ///
+  /// A named file is cut first and written as it stands: after a failure it holds a part, and what it held before is lost.
+  /// With an `offset` above 0, in bytes, there are zeros before the image, and the key has no working file; one below 0 fails,
+  /// as the file is empty by then. An open file is written at its position and flushed; a sink is not. Bytes are appended
+  /// to, and are as they were behind a failure.
   void Save(const REGTEXT& path, std::int32_t offset = 0);
   void Save(CSysFile& file);
   void Save(TDataSink& sink);
   void Save(byteEx& image);
   byteEx Save();
 
-  // --- differences -----------------------------------------------------------------------------------------------------
+  // --- differences: docs/diff.md has their layout --------------------------------------------------------------------------
 
+  /// Fills `data` with what makes this tree the same as `other`, and returns the number of records, those of paths and
+  /// `remarks` among them. Code 1: one of the two invalid; 2: a subkey whose name is empty or has a backslash; 3: a type
+  /// without a name; 6: a text of 4 GiB; 22: a circle in `other`. Behind a failure `data` is empty.
   std::uint64_t _MakeDiff(byteEx& data, const CFakeRegistry& other, const REGTEXT& remarks = "") const;
+  /// Does what the records say, one after the other; those before a failure stay done. `flag` and `number` mean nothing. Code
+  /// 3: no such data.
   void ApplyDiff(const byteEx& data, bool flag = false, std::int32_t number = 0);
+  /// Appends a line for each record; those before a failure stay. Code 3: no such data.
   static void ExplainDiff(stringEx& text, const byteEx& data);
 
   // --- text ------------------------------------------------------------------------------------------------------------
@@ -222,7 +245,8 @@ class CFakeRegistry {
   /// An import adds to the tree, in place of values of the same names. What is no text of its form, and failures of the source,
   /// are code 19; what was read before stays. All but rows are read into memory as a whole first.
   ///
-  /// Text passes as its bytes; in rows, `asUtf8` converts it between the process's encoding and UTF-8.
+  /// Text passes as its bytes; in rows, `asUtf8` converts it between the process's encoding and UTF-8, but for what cannot be
+  /// converted, which passes.
   void ExportIni(TDataSink& target) const;
   void ExportIni(stringEx& target) const;
   void ExportXml(TDataSink& target) const;

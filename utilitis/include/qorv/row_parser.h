@@ -88,7 +88,7 @@ class CCsvParser : private IMPL::CRowParser {
  public:
   CCsvParser() noexcept;
 
-  /// Reads from this source from now on, in place of the one before, of which what was read ahead is dropped. The two
+  /// Reads from this source from now on, in place of the one before; what was read ahead of another one is dropped. The two
   /// elements are to differ, and from the line end's first; an empty line end means a line feed. The quota is in bytes.
   void Open(CHandle<TDataSource> source, std::uint64_t quota = rowDefaultQuota, char quote = '"',
             char delimiter = ',', std::string_view lineEnd = "\n");
@@ -115,14 +115,14 @@ class CCsvParser : private IMPL::CRowParser {
 ///
 /// state        | [      | ]                 | ,                    | "     | \    | blanks   | other    | end of data
 /// -------------|--------|-------------------|----------------------|-------|------|----------|----------|------------------
-/// between      | opens  | the row ends, if  | an empty field, if   | quoted| bare | skipped  | bare     | the row ends
-///              |        | it is open        | the row is open      |       |      |          |          |
+/// between      | opens  | a row ends, if it | an empty field, if   | quoted| bare | skipped  | bare     | the row ends
+///              |        | is open or has one| the row is open      |       |      |          |          |
 /// bare         | added  | field and row end | the field ends       | added | added| added    | is added | field and row end
 /// quoted       | added  | is added          | is added             | ends  | next | added    | is added | csvExp, code 1
 /// behind \     | r, n and t give a return, a feed and a tab, anything else itself                      | csvExp, code 1
 ///
 /// Blanks are blank, tab, feed and return. The byte behind a closing quote is taken with it: a comma goes on, a bracket ends
-/// the row, anything else is lost. What stands around rows passes by, and so need not be there. All else is as of CCsvParser.
+/// the row, anything else is lost. What stands around rows passes by, and so need not be there; an array of no rows gives one without fields. All else is as of CCsvParser.
 class CJsonParser : private IMPL::CRowParser {
  public:
   CJsonParser() noexcept;

@@ -37,6 +37,11 @@ class CDiffReader {
 
   /// Valid until the next call.
   std::string_view GetText() { return text_.Get(reader_); }
+  /// The names of a path go to `take`.
+  template <class Take>
+  stringEx GetPath(Take take) {
+    return text_.PathFromImage(reader_.ViewString(stored_), take);
+  }
   std::uint8_t GetType() { return reader_.GetSmallEnum(); }
   CRegValue GetPayload(std::uint8_t type, std::string_view refusal) {
     CRegValue value;
@@ -47,6 +52,7 @@ class CDiffReader {
  private:
   CISXFReader reader_;
   CImageText text_;
+  stringEx stored_;
   std::uint8_t code_ = 0;
 };
 

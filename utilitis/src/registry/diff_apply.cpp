@@ -10,6 +10,13 @@ using IMPL::CMessage;
 
 constexpr std::string_view invalidFormat = "CFakeRegistry::ApplyDiff - invalid diff format\n";
 
+// Conversion may make a path of what was a name.
+std::string_view RequireName(std::string_view name) {
+  if (name.find('\\') != std::string_view::npos)
+    CMessage(invalidFormat).Field("  name = ", name).Throw<regExp>(regCode::damaged);
+  return name;
+}
+
 void PutValue(CDiffReader& diff, const CFakeRegistry& key) {
   const IMPL::CRegName name(diff.GetText());
   const std::uint8_t type = diff.GetType();
@@ -27,12 +34,12 @@ void ApplyRecord(CDiffReader& diff, CFakeRegistry& root, CFakeRegistry& key) {
     case diffCode::deleteValue:
       return key.RemoveValue(diff.GetText());
     case diffCode::changeKey:
-      key = root.GainSubkey(diff.GetText());
+      key = root.GainSubkey(diff.GetPath(RequireName));
       return;
     case diffCode::deleteKey:
-      return key.RemoveSubkey(diff.GetText(), true);
+      return key.RemoveSubkey(RequireName(diff.GetText()), true);
     case diffCode::addKey:
-      key.GainSubkey(diff.GetText());
+      key.GainSubkey(RequireName(diff.GetText()));
       return;
     case diffCode::remarks:
       diff.GetText();

@@ -83,7 +83,8 @@ void ExplainRecord(stringEx& text, CDiffReader& diff) {
     case diffCode::deleteValue:
       return ExplainText(text, diff, "  [VAL][DEL] NAME='", "'\n");
     case diffCode::changeKey:
-      return ExplainText(text, diff, "  [KEY][CWD] PATH='", "'\n");
+      ((text += "  [KEY][CWD] PATH='") += diff.GetPath([](std::string_view) {})) += "'\n";
+      return;
     case diffCode::deleteKey:
       return ExplainText(text, diff, "  [KEY][DEL] NAME='", "'\n");
     case diffCode::addKey:

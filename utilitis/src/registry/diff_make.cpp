@@ -104,8 +104,8 @@ class CDiffMaker {
       }
     });
     Merge(a.subkeys, b.subkeys, [this](const auto* was, const auto* is) {
-      if (is == nullptr) PutPlaced(diffCode::deleteKey, Addressable(was->first));
-      if (was == nullptr) PutPlaced(diffCode::addKey, Addressable(is->first));
+      if (is == nullptr) PutKey(diffCode::deleteKey, was->first);
+      if (was == nullptr) PutKey(diffCode::addKey, is->first);
     });
   }
 
@@ -124,8 +124,16 @@ class CDiffMaker {
 
   void PutPath() {
     for (std::size_t i = 1; i < pairs_.size(); ++i)
-      Addressable(pairs_[i].name);
-    PutRecord(diffCode::changeKey, path_);
+      RequireName(pairs_[i].name);
+    writer_.PutCtrlCode(diffCode::changeKey);
+    writer_.PutString(text_.PathToImage(path_, RequireName));
+    ++count_;
+  }
+
+  void PutKey(std::uint8_t code, std::string_view name) {
+    RequireName(name);
+    RequireName(text_.ToImage(name));
+    PutPlaced(code, name);
   }
 
   void PutValue(std::uint8_t code, std::string_view name, const CRegValue& value) {
@@ -141,13 +149,12 @@ class CDiffMaker {
   }
 
   // A record that named another key than the one that is meant would change that.
-  static std::string_view Addressable(std::string_view name) {
+  static void RequireName(std::string_view name) {
     if (name.empty() || name.find('\\') != std::string_view::npos) {
       CMessage("CFakeRegistry::_MakeDiff - subkey can not be named in a path\n")
           .Field("  subkey = ", name)
           .Throw<regExp>(regCode::invalidArgument);
     }
-    return name;
   }
 
   void Lock(REGLOCK& lock) QORV_NO_THREAD_SAFETY_ANALYSIS {

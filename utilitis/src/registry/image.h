@@ -30,7 +30,7 @@ void RegCompile(TDataSink& sink, REGKEY& root, std::int64_t quota);
 
 /// Read an image of any revision into `root`, which nobody else has. `size` is how many bytes there are. regExp: code 3 for
 /// a wrong head or type, code 5 for ioExp of the source and for items that are no image. What was read before that stays,
-/// except for keys that were not at their end. Neither memory nor time follow what counts and lengths claim.
+/// except for the value that failed and keys that were not at their end. Neither memory nor time follow what counts and lengths claim.
 void RegParse(TDataSource& source, std::int64_t size, REGKEY& root);
 /// Of a source from which nobody else reads: is read ahead, though never beyond `size`.
 void RegParseAhead(TDataSource& source, std::int64_t size, REGKEY& root);

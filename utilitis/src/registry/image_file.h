@@ -8,6 +8,7 @@
 #include <qorv/file.h>
 
 #include "error/message.h"
+#include "file/dir_common.h"
 
 namespace Qorv::IMPL {
 
@@ -25,7 +26,10 @@ auto WithFile(std::string_view heading, std::uint32_t code, const stringEx& path
 
 /// Makes the folder of the file, with all above it.
 inline void MakeFolderOf(const stringEx& path) {
-  if (!path.empty()) CDir::MakeDir(CDir::GetPathDir(path), true);
+  if (path.empty()) return;
+  stringEx full = path;
+  CDir::ConvToFullPath(full);
+  CDir::MakeDir(ParentPath(full), true);
 }
 
 }  // namespace Qorv::IMPL

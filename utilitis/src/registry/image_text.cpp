@@ -59,7 +59,7 @@ bool FromUtf8(std::string_view text, wstringEx& out) {
 // ASCII, less what shifts to other letters in encodings that have such a thing.
 bool IsPlain(std::string_view text) noexcept {
   return std::all_of(text.begin(), text.end(), [](char c) {
-    return static_cast<signed char>(c) >= 0 && c != '\x0E' && c != '\x0F' && c != '\x1B';
+    return static_cast<signed char>(c) >= 0 && c != '\x7F' && c != '\x0E' && c != '\x0F' && c != '\x1B';
   });
 }
 

@@ -7,11 +7,14 @@
 #include <qorv/isxf.h>
 #include <qorv/textconv.h>
 
+#include "registry/key.h"
+
 namespace Qorv::IMPL {
 
 /// Converts for one run over an image. Where the encoding is UTF-8 all text passes as it stands. Otherwise a text that
 /// cannot be converted and back again without a loss passes as its bytes, in both directions, so that nothing is dropped
-/// from it: bytes that are no text in the process's encoding, letters that it does not have.
+/// from it: bytes that are no text in the process's encoding, letters that it does not have. What passes so and looks like
+/// a text of the other side is taken for one there: it comes back as another, and two names may become one.
 class CImageText {
  public:
   CImageText();
@@ -28,7 +31,30 @@ class CImageText {
   std::string_view FromImage(std::string_view text) { return conv_ == nullptr ? text : Narrowed(text); }
   std::string_view ToImage(std::string_view text) { return conv_ == nullptr ? text : Widened(text); }
 
+  /// A path name by name, as its separator is a backslash on both sides, whatever that byte is in the encoding. `take` gets
+  /// each name that comes out, and may refuse it.
+  template <class Take>
+  stringEx PathFromImage(std::string_view path, Take take) {
+    return ByNames(path, take, [this](std::string_view name) { return FromImage(name); });
+  }
+  template <class Take>
+  stringEx PathToImage(std::string_view path, Take take) {
+    return ByNames(path, take, [this](std::string_view name) { return ToImage(name); });
+  }
+
  private:
+  template <class Take, class Convert>
+  static stringEx ByNames(std::string_view path, Take take, Convert convert) {
+    stringEx out;
+    for (std::string_view name = TakeName(path); !name.empty(); name = TakeName(path)) {
+      const std::string_view converted = convert(name);
+      take(converted);
+      if (!out.empty()) out += '\\';
+      out += converted;
+    }
+    return out;
+  }
+
   std::string_view Narrowed(std::string_view text);
   std::string_view Widened(std::string_view text);
   bool Passes(std::string_view text) const noexcept;

@@ -37,8 +37,9 @@ std::size_t RunBefore(std::string_view text, char end, char otherEnd) noexcept {
 }  // namespace
 
 void CRowParser::Bind(CHandle<TDataSource> source, std::uint64_t quota) {
-  source_ = std::move(source);
   quota_ = quota;
+  if (source == source_) return;
+  source_ = std::move(source);
   buffer_.clear();
   ahead_ = {};
 }

@@ -52,8 +52,13 @@ void WriteFile(const CSysFile& file, REGKEY& key) {
 void CFakeRegistry::Save(const REGTEXT& path, std::int32_t offset) {
   const stringEx name{std::string_view(path)};
   CRegGuard key(*this, invalidObject);
-  IMPL::WithFile("CFakeRegistry::Save - failed manipulate file path\n", regCode::save, name,
-                 [&] { IMPL::MakeFolderOf(name); });
+  try {
+    IMPL::MakeFolderOf(name);
+  } catch (const ioExp&) {
+    CMessage("CFakeRegistry::Save - failed manipulate file path\n")
+        .Field("  file name = ", name)
+        .Throw<regExp>(regCode::save);
+  }
   CSysFile file = IMPL::WithFile("CFakeRegistry::Save - failed open file\n", regCode::save, name,
                                  [&] { return OpenForWriting(name); });
   const stringEx fullPath = file.GetPath();

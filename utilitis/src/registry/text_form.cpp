@@ -57,10 +57,13 @@ double RealOf(std::string_view text) {
   const double sign = text.starts_with('-') ? -1 : 1;
   if (magnitude == "inf") return sign * std::numeric_limits<double>::infinity();
   if (magnitude == "nan") return std::copysign(std::numeric_limits<double>::quiet_NaN(), sign);
-  std::uint64_t consumed = 0;
-  const double value = stringEx::view(text).to_double(0, npos, &consumed);
-  if (text.empty() || consumed != text.size()) RefuseText("no float", text);
-  return value;
+  double value = 0;
+  const char* const end = text.data() + text.size();
+  const auto result = std::from_chars(text.data(), end, value);
+  if (text.empty() || result.ptr != end || !std::isfinite(value)) RefuseText("no float", text);
+  if (result.ec == std::errc()) return value;
+  const bool isSmall = magnitude.find("e-") != magnitude.npos || magnitude[0] == '0';
+  return sign * (isSmall ? 0 : std::numeric_limits<double>::infinity());
 }
 
 }  // namespace
@@ -71,6 +74,17 @@ void RefuseText(std::string_view what, std::string_view content) {
   stringEx text(what);
   (text += "\n  content = ") += content.substr(0, shown);
   throw csvExp(std::move(text), csvCode::brokenField);
+}
+
+void RefuseForm(const TEXTREFUSALS& refusals, const qvExp& failure, std::uint32_t code) {
+  // A field that does not end has the whole rest of the text in it.
+  constexpr std::uint64_t shown = 4096;
+  stringEx inner = failure.GetMessage();
+  if (inner.length() > shown) {
+    inner.truncate(shown);
+    inner += "...";
+  }
+  CMessage(refusals.failed).Field("\n@ ", inner).Throw<regExp>(code);
 }
 
 void RequireName(std::string_view name) {

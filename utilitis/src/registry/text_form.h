@@ -69,39 +69,37 @@ CRegValue ValueOf(std::uint32_t type, std::string_view text);
 /// All of a source.
 stringEx ReadAll(TDataSource& source);
 
-/// Runs `step` for each key of the tree, from the root down, with its path, under its locks. Failures of streams and of
-/// conversion become regExp, code 18.
-template <class Step>
-void ExportKeys(const CFakeRegistry& handle, const TEXTREFUSALS& refusals, CTextOut& out, Step step);
-
-/// Runs `step`, whose failures of streams and of conversion become regExp, code 19.
-template <class Step>
-void ImportText(const CFakeRegistry& handle, const TEXTREFUSALS& refusals, Step step) {
-  if (!handle.IsValid()) throw regExp(stringEx(refusals.invalid), regCode::invalidObject);
-  const auto refuse = [&](const qvExp& failure) {
-    CMessage(refusals.failed).Field("\n@ ", failure.GetMessage()).Throw<regExp>(regCode::importText);
-  };
-  try {
-    step();
-  } catch (const ioExp& failure) {
-    refuse(failure);
-  } catch (const tconvExp& failure) {
-    refuse(failure);
-  } catch (const csvExp& failure) {
-    refuse(failure);
-  }
-}
+/// The failure of a whole form, with what caused it.
+[[noreturn]] void RefuseForm(const TEXTREFUSALS& refusals, const qvExp& failure, std::uint32_t code);
 
 /// Puts a value into the key, in place of one of that name.
 void PutValue(const CFakeRegistry& key, std::string_view name, CRegValue value);
 
+/// Runs `step`. All failures but those of the registry itself become regExp with this code.
+template <class Step>
+void Telling(const TEXTREFUSALS& refusals, std::uint32_t code, Step step) {
+  try {
+    step();
+  } catch (const regExp&) {
+    throw;
+  } catch (const qvExp& failure) {
+    RefuseForm(refusals, failure, code);
+  }
+}
+
+/// Code 19.
+template <class Step>
+void ImportText(const CFakeRegistry& handle, const TEXTREFUSALS& refusals, Step step) {
+  if (!handle.IsValid()) throw regExp(stringEx(refusals.invalid), regCode::invalidObject);
+  Telling(refusals, regCode::importText, step);
+}
+
+/// Runs `step` for each key of the tree where it is entered and where it is left, with its path, under its locks, from the root
+/// down. Code 18.
 template <class Step>
 void ExportKeys(const CFakeRegistry& handle, const TEXTREFUSALS& refusals, CTextOut& out, Step step) {
-  const auto refuse = [&](const qvExp& failure) {
-    CMessage(refusals.failed).Field("\n@ ", failure.GetMessage()).Throw<regExp>(regCode::exportText);
-  };
   const CRegGuard root(handle, refusals.invalid);
-  try {
+  Telling(refusals, regCode::exportText, [&] {
     CTreeWalk walk(root.Key(), refusals.invalid, refusals.circle);
     stringEx path;
     std::vector<std::uint64_t> lengths{0};  // of the paths of the keys above
@@ -121,13 +119,7 @@ void ExportKeys(const CFakeRegistry& handle, const TEXTREFUSALS& refusals, CText
       }
     }
     out.Finish();
-  } catch (const ioExp& failure) {
-    refuse(failure);
-  } catch (const tconvExp& failure) {
-    refuse(failure);
-  } catch (const csvExp& failure) {
-    refuse(failure);
-  }
+  });
 }
 
 }  // namespace Qorv::IMPL

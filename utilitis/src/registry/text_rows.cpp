@@ -1,4 +1,6 @@
 // A tree as rows of four cells: path, name, type, value.
+#include <optional>
+
 #include <qorv/row_parser.h>
 #include <qorv/stream.h>
 
@@ -50,28 +52,11 @@ class CCellText {
   stringEx Out(std::string_view text) {
     return text_ ? stringEx(text_->ToImage(text)) : stringEx::view(text);
   }
-  stringEx OutPath(const stringEx& path) {
-    return text_ ? PathOf(path, [this](std::string_view name) { return text_->ToImage(name); }) : path;
-  }
+  stringEx OutPath(const stringEx& path) { return text_ ? text_->PathToImage(path, RequireName) : path; }
   stringEx In(const stringEx& text) { return text_ ? stringEx(text_->FromImage(text)) : text; }
-  stringEx InPath(const stringEx& path) {
-    return text_ ? PathOf(path, [this](std::string_view name) { return text_->FromImage(name); }) : path;
-  }
+  stringEx InPath(const stringEx& path) { return text_ ? text_->PathFromImage(path, RequireName) : path; }
 
  private:
-  // Name by name: a backslash is one in all encodings, but for those where its byte is a part of a letter.
-  template <class Convert>
-  static stringEx PathOf(std::string_view path, Convert convert) {
-    stringEx out;
-    for (std::string_view name = TakeName(path); !name.empty(); name = TakeName(path)) {
-      const std::string_view converted = convert(name);
-      RequireName(converted);
-      if (!out.empty()) out += '\\';
-      out += converted;
-    }
-    return out;
-  }
-
   std::optional<CImageText> text_;
 };
 
@@ -127,9 +112,11 @@ class CRowExport {
 
 template <class Form>
 void ExportTo(const CFakeRegistry& handle, CTextOut& out, bool asUtf8) {
-  CRowExport<Form> rows(out, asUtf8);
-  ExportKeys(handle, Form::exporting, out,
-             [&](const CTreeWalk& walk, const stringEx& path) { rows.Put(walk, path); });
+  std::optional<CRowExport<Form>> rows;
+  ExportKeys(handle, Form::exporting, out, [&](const CTreeWalk& walk, const stringEx& path) {
+    if (!rows) rows.emplace(out, asUtf8);  // may fail as conversion does
+    rows->Put(walk, path);
+  });
 }
 
 // A source that is somebody else's.
@@ -149,9 +136,11 @@ class CRowImport {
  public:
   CRowImport(const CFakeRegistry& root, bool asUtf8) : root_(root), key_(root), conv_(asUtf8) {}
 
-  void Take(const std::vector<stringEx>& row) {
+  void Take(std::vector<stringEx>& row) {
     constexpr std::size_t cells = 4;
     if (row.empty()) return;
+    if (row.size() == cells - 1)
+      row.emplace_back();  // an empty last one without quotes is none for the parser
     if (row.size() != cells) RefuseText("not a row of four cells", row[0]);
     const stringEx& path = row[0];
     const stringEx& name = row[1];
