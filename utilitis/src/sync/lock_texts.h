@@ -46,9 +46,12 @@ inline constexpr ErrnoText raiseTexts[] = {{EINVAL, "the value specified by cond
 
 /// The failure of one step, if `error` is not 0.
 template <class Failure>
-void CheckStep(int error, std::string_view heading, ErrnoTable texts, std::uint32_t code) {
-  if (error == 0) return;
+[[noreturn]] void RefuseStep(int error, std::string_view heading, ErrnoTable texts, std::uint32_t code) {
   CMessage(heading).Errno("  error code = ", "  error desc = ", error, texts).template Throw<Failure>(code);
+}
+template <class Failure>
+inline void CheckStep(int error, std::string_view heading, ErrnoTable texts, std::uint32_t code) {
+  if (error != 0) RefuseStep<Failure>(error, heading, texts, code);
 }
 
 }  // namespace Qorv::IMPL
