@@ -60,9 +60,9 @@ int CProcMutex::Mended(int error) noexcept {
   return ::pthread_mutex_consistent(Mutex());
 }
 
-void CProcMutex::Lock() QORV_NO_THREAD_SAFETY_ANALYSIS {
-  Check(Mended(::pthread_mutex_lock(Mutex())), "CProcMutex::Lock - failed lock mutex\n", IMPL::lockTexts,
-        syncCode::wait);
+// But for one that came from somebody who was killed.
+void CProcMutex::RefuseLock(int error) {
+  Check(Mended(error), "CProcMutex::Lock - failed lock mutex\n", IMPL::lockTexts, syncCode::wait);
 }
 
 bool CProcMutex::TryLock() QORV_NO_THREAD_SAFETY_ANALYSIS {
@@ -86,9 +86,9 @@ bool CProcMutex::TimedLock(const timespec& deadline) QORV_NO_THREAD_SAFETY_ANALY
   return true;
 }
 
-void CProcMutex::Unlock() QORV_NO_THREAD_SAFETY_ANALYSIS {
-  Check(::pthread_mutex_unlock(Mutex()), "CProcMutex::Unlock - failed unlock mutex\n", IMPL::unlockTexts,
-        syncCode::unlock);
+void CProcMutex::RefuseUnlock(int error) {
+  IMPL::RefuseStep<mutexExp>(error, "CProcMutex::Unlock - failed unlock mutex\n", IMPL::unlockTexts,
+                             syncCode::unlock);
 }
 
 }  // namespace Qorv

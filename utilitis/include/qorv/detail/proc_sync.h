@@ -30,13 +30,17 @@ class QORV_CAPABILITY("mutex") CProcMutex : public CShMem {
   explicit CProcMutex(const stringEx& name);
   explicit CProcMutex(const wstringEx& name);
 
-  void Lock() QORV_ACQUIRE();
+  void Lock() QORV_ACQUIRE() QORV_NO_THREAD_SAFETY_ANALYSIS {
+    if (const int error = ::pthread_mutex_lock(Mutex()); error != 0) RefuseLock(error);
+  }
   bool TryLock() QORV_TRY_ACQUIRE(true);
   /// `milliseconds`: 0 is TryLock, waitForever is Lock.
   bool TimedLock(std::uint32_t milliseconds) QORV_TRY_ACQUIRE(true);
   /// `deadline` is a time of day (CLOCK_REALTIME).
   bool TimedLock(const timespec& deadline) QORV_TRY_ACQUIRE(true);
-  void Unlock() QORV_RELEASE();
+  void Unlock() QORV_RELEASE() QORV_NO_THREAD_SAFETY_ANALYSIS {
+    if (const int error = ::pthread_mutex_unlock(Mutex()); error != 0) RefuseUnlock(error);
+  }
 
   /// The names by which CScopeLock calls.
   void Enter() QORV_ACQUIRE() { Lock(); }
@@ -50,6 +54,8 @@ class QORV_CAPABILITY("mutex") CProcMutex : public CShMem {
 
   void CreateNamedMutex();
   int Mended(int error) noexcept;
+  void RefuseLock(int error);
+  [[noreturn]] void RefuseUnlock(int error);
   pthread_mutex_t* Mutex() const noexcept { return static_cast<pthread_mutex_t*>(GetPointer()); }
 
   std::atomic<bool> wasAbandoned_{false};
