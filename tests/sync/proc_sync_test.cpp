@@ -1,6 +1,7 @@
 // Objects that processes share by name, with real processes on them, some of which are killed.
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -130,15 +131,59 @@ TEST_F(ProcSync, MemoryWhoseMakerWasKilledIsMadeByTheNext) {
   EXPECT_STREQ(static_cast<const char*>(memory.GetPointer()), "");
 }
 
-// As in a container, whose first process has the same number each time.
-TEST_F(ProcSync, MemoryWhoseMakerHadThisProcessesNumberIsMadeAnew) {
-  {
-    CShMem made(name_, 8, O_RDWR);
-    made.SetReady();
-    *(static_cast<std::int64_t*>(made.GetPointer()) - 8) = ::getpid();  // what a maker leaves that is killed
+// By one who has died and whom nobody has taken notice of yet.
+TEST_F(ProcSync, MemoryOfAMakerThatIsStillToBeReapedIsMadeByTheNext) {
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
+  const pid_t maker = ::fork();
+  if (maker == 0) {
     const CShMem memory(name_, 8, O_RDWR);
-    EXPECT_TRUE(memory.IsCreated());
+    Die();
   }
+  ::close(ends[1]);
+  char byte;
+  EXPECT_EQ(::read(ends[0], &byte, 1), 0) << "its end goes with it";
+  ::close(ends[0]);
+  EXPECT_TRUE(CShMem(name_, 20, O_RDWR).IsCreated()) << "and larger, if that is wanted";
+  ::waitpid(maker, nullptr, 0);
+}
+
+TEST_F(ProcSync, MakerThatGivesUpLetsTheNextBegin) {
+  std::optional<CShMem> maker(std::in_place, name_, 8, O_RDWR);
+  Child waits([this] {
+    const CShMem memory(name_, 8, O_RDWR);
+    return memory.IsCreated() && CShMem::Remove(name_) ? 0 : 1;  // under its name
+  });
+  ::usleep(50'000);
+  maker.reset();
+  EXPECT_EQ(waits.Await(), 0);
+}
+
+TEST_F(ProcSync, ForkedChildDoesNotRemoveTheName) {
+  std::optional<CShMem> made(std::in_place, name_, 8, O_RDWR);
+  made->SetReady();
+  Child child([&] {
+    made.reset();
+    return 0;
+  });
+  EXPECT_EQ(child.Await(), 0);
+  EXPECT_FALSE(CShMem(name_, 8, O_RDWR).IsCreated());
+  // Nor does the maker remove one that others have made meanwhile.
+  EXPECT_TRUE(CShMem::Remove(name_));
+  CShMem other(name_, 8, O_RDWR);
+  other.SetReady();
+  made.reset();
+  EXPECT_FALSE(CShMem(name_, 8, O_RDWR).IsCreated());
+}
+
+TEST_F(ProcSync, MemoryOfOthersIsRefused) {
+  const int descriptor = ::shm_open(name_.data(), O_RDWR | O_CREAT, 0600);
+  ASSERT_EQ(::write(descriptor, "theirs, and no block", 20), 20);
+  EXPECT_THROW(CShMem(name_, 8, O_RDWR), shmemExp);
+  char content[20];
+  EXPECT_EQ(::pread(descriptor, content, sizeof(content), 0), 20);
+  EXPECT_EQ(std::string(content, 6), "theirs");
+  ::close(descriptor);
 }
 
 TEST_F(ProcSync, MemoryThatCannotBeHadIsTold) {

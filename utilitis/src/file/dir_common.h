@@ -55,6 +55,7 @@ class CDescriptor {
   /// Returns 0 or an errno.
   int Close() noexcept;
   int Get() const noexcept { return descriptor_; }
+  int Disclaim() noexcept { return std::exchange(descriptor_, -1); }
 
  private:
   int descriptor_ = -1;

@@ -1,18 +1,20 @@
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <csignal>
-#include <cstring>
-#include <new>
+#include <chrono>
+#include <thread>
 #include <utility>
 
 #include <qorv/detail/shared_memory.h>
 
 #include "error/message.h"
+#include "file/dir_common.h"
 #include "file/narrow.h"
 #include "misc/posix/platform.h"
 #include "sync/shared_name.h"
@@ -36,69 +38,42 @@ constexpr IMPL::ErrnoText openTexts[] = {
     {EFBIG, "size too big"},
 };
 
-// For what only a dead process leaves waiting, and for a reader whose writer has yet to start.
-constexpr int patience = 1000;
+// How long an opener that only reads waits for one who makes the memory.
+constexpr std::chrono::milliseconds patience{1000};
 
 void Pause() noexcept {
-  ::usleep(1000);
+  std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
-// How many blocks this process is making.
-constinit std::atomic<int> makers{0};
-
-// A number that is this process's own may be that of one that died before it.
-bool IsAtWork(std::int64_t process) noexcept {
-  if (process == ::getpid()) return makers.load() != 0;
-  return ::kill(static_cast<pid_t>(process), 0) == 0 || errno != ESRCH;
+struct stat StatusOf(int descriptor) noexcept {
+  struct stat status {};
+  ::fstat(descriptor, &status);
+  return status;
 }
-
-class CDescriptor {
- public:
-  explicit CDescriptor(int number) noexcept : number_(number) {}
-  CDescriptor(const CDescriptor&) = delete;
-  CDescriptor& operator=(const CDescriptor&) = delete;
-  ~CDescriptor() { ::close(number_); }
-  operator int() const noexcept { return number_; }  // NOLINT(google-explicit-constructor)
-
- private:
-  int number_;
-};
 
 }  // namespace
 
 // In front of the block; its size keeps the block aligned for anything.
 struct CShMem::HEAD {
-  static constexpr std::int64_t raw = 0;
-  static constexpr std::int64_t ready = -1;
+  static constexpr std::uint64_t ready = 0x51564d4d54534852;
   static constexpr std::uint64_t size = 64;
 
-  std::atomic<std::int64_t> state;  // raw, ready, or the process that makes it
+  std::atomic<std::uint64_t> state;  // 0 until it is ready
 };
 
+// Whoever makes the block holds a lock of the system on its file, which goes with the process however that ends; so does each
+// opener, while he looks.
 CShMem::CShMem(const stringEx& name, std::uint64_t size, int access, std::uint32_t permissions)
     : name_(IMPL::SharedName(name)), size_(size) {
-  static_assert(std::atomic<std::int64_t>::is_always_lock_free, "a lock of one process is none for others");
-  constexpr const char* heading = "CShMem::CShMem - failed open shared memory\n";
+  static_assert(std::atomic<std::uint64_t>::is_always_lock_free, "a lock of one process is none for others");
   const std::uint64_t whole = size + HEAD::size;
-  if (whole < size || whole > static_cast<std::uint64_t>(INT64_MAX)) Refuse(heading, EFBIG, fileCode::resize);
-  const CDescriptor descriptor(OpenOrCreate(access, permissions));
-  if (AwaitSize(descriptor, access) < whole) Refuse(heading, EEXIST, fileCode::open);
-  const int protection = access == O_RDONLY ? PROT_READ : PROT_READ | PROT_WRITE;
-  void* const start = ::mmap(nullptr, whole, protection, MAP_SHARED, descriptor, 0);
-  if (start == MAP_FAILED) Refuse("CShMem::CShMem - failed map shared memory\n", errno, fileCode::createView);
-  head_ = static_cast<HEAD*>(start);
-  block_ = static_cast<unsigned char*>(start) + HEAD::size;
-  if (access == O_RDONLY) {
-    for (int left = patience; head_->state.load(std::memory_order_acquire) != HEAD::ready; --left) {
-      if (left == 0) {
-        ::munmap(start, whole);
-        Refuse(heading, ENOENT, fileCode::open);
-      }
-      Pause();
-    }
-  } else if (TakeOrAwait()) {
-    isCreated_ = true;
-    std::memset(block_, 0, size_);
+  if (whole < size || whole > static_cast<std::uint64_t>(INT64_MAX))
+    Refuse("CShMem::CShMem - failed open shared memory\n", EFBIG, fileCode::resize);
+  const auto end = std::chrono::steady_clock::now() + patience;
+  while (!TryOpen(access, permissions)) {
+    if (access == O_RDONLY && std::chrono::steady_clock::now() >= end)
+      Refuse("CShMem::CShMem - failed open shared memory\n", ENOENT, fileCode::open);
+    if (access == O_RDONLY) Pause();
   }
 }
 
@@ -117,68 +92,89 @@ void CShMem::Refuse(const char* heading, int error, std::uint32_t code) const {
       .Throw<shmemExp>(code);
 }
 
-// The name may come and go between two looks at it.
-int CShMem::OpenOrCreate(int access, std::uint32_t permissions) {
-  const auto mode = static_cast<mode_t>(permissions);
-  for (int left = patience;; --left) {
-    const int create = access == O_RDONLY ? 0 : O_CREAT;
-    const int descriptor = RetryOnEintr([&] { return ::shm_open(name_.data(), access | create, mode); });
-    if (descriptor >= 0) return descriptor;
-    if (access != O_RDONLY || errno != ENOENT || left == 0)
-      Refuse("CShMem::CShMem - failed open shared memory\n", errno, fileCode::open);
-    Pause();
+// False if the name has gone meanwhile, or there is nothing yet to be read.
+bool CShMem::TryOpen(int access, std::uint32_t permissions) {
+  constexpr const char* heading = "CShMem::CShMem - failed open shared memory\n";
+  const bool readsOnly = access == O_RDONLY;
+  IMPL::CDescriptor descriptor(RetryOnEintr([&] {
+    return ::shm_open(name_.data(), readsOnly ? access : access | O_CREAT, static_cast<mode_t>(permissions));
+  }));
+  if (descriptor.Get() < 0) {
+    if (readsOnly && errno == ENOENT) return false;
+    Refuse(heading, errno, fileCode::open);
   }
+  if (RetryOnEintr([&] { return ::flock(descriptor.Get(), readsOnly ? LOCK_SH : LOCK_EX); }) != 0)
+    Refuse(heading, errno, fileCode::open);
+  const struct stat found = StatusOf(descriptor.Get());
+  if (found.st_nlink == 0) return false;
+  std::uint64_t state = 0;
+  const bool hasHead = ::pread(descriptor.Get(), &state, sizeof(state), 0) == sizeof(state);
+  const bool isReady = hasHead && state == HEAD::ready;
+  if (!isReady && readsOnly) return false;
+  if (state != 0 && !isReady) Refuse(heading, EINVAL, fileCode::open);  // somebody else's
+  const std::uint64_t whole = size_ + HEAD::size;
+  if (isReady && static_cast<std::uint64_t>(found.st_size) < whole) Refuse(heading, EEXIST, fileCode::open);
+  if (!isReady) SetSize(descriptor.Get());
+  const int protection = readsOnly ? PROT_READ : PROT_READ | PROT_WRITE;
+  void* const start = ::mmap(nullptr, whole, protection, MAP_SHARED, descriptor.Get(), 0);
+  if (start == MAP_FAILED) {
+    const int error = errno;
+    if (!isReady) ::shm_unlink(name_.data());
+    Refuse("CShMem::CShMem - failed map shared memory\n", error, fileCode::createView);
+  }
+  head_ = static_cast<HEAD*>(start);
+  block_ = static_cast<unsigned char*>(start) + HEAD::size;
+  if (isReady) {
+    ::flock(descriptor.Get(), LOCK_UN);  // the mapping would keep it
+  } else {
+    isCreated_ = true;
+    creator_ = ::getpid();
+    file_ = found.st_ino;
+    maker_ = descriptor.Disclaim();
+  }
+  return true;
 }
 
-// The size of what is there. New memory has none: whoever may write gives it the size that he wants, and where two do so at
-// once, the larger stays.
-std::uint64_t CShMem::AwaitSize(int descriptor, int access) const {
-  constexpr const char* heading = "CShMem::CShMem - failed set size of shared memory\n";
-  for (int left = patience;; --left) {
-    struct stat status;
-    if (::fstat(descriptor, &status) != 0) Refuse(heading, errno, fileCode::resize);
-    if (status.st_size != 0 || (access == O_RDONLY && left == 0))
-      return static_cast<std::uint64_t>(status.st_size);
-    if (access == O_RDONLY) {
-      Pause();
-      continue;
-    }
-    // Memory that is there for sure: to write where there is none would end the process.
-    const int error = ::posix_fallocate(descriptor, 0, static_cast<off_t>(size_ + HEAD::size));
-    if (error != 0 && error != EINTR) Refuse(heading, error, fileCode::resize);
+// Of new memory, or of what a dead maker has left. Memory that is there for sure: to write where there is none would end the
+// process. By pieces, as a signal makes the system begin anew.
+void CShMem::SetSize(int descriptor) const {
+  constexpr std::uint64_t piece = 1 << 20;
+  const std::uint64_t whole = size_ + HEAD::size;
+  int error = RetryOnEintr([&] { return ::ftruncate(descriptor, 0); }) == 0 ? 0 : errno;
+  for (std::uint64_t at = 0; at < whole && error == 0; at += piece) {
+    do {
+      error = ::posix_fallocate(descriptor, static_cast<off_t>(at),
+                                static_cast<off_t>(std::min(piece, whole - at)));
+    } while (error == EINTR);
   }
-}
-
-// True if it is this one that has to make the block.
-bool CShMem::TakeOrAwait() const {
-  for (;;) {
-    std::int64_t state = head_->state.load(std::memory_order_acquire);
-    if (state == HEAD::ready) return false;
-    if (state == HEAD::raw || !IsAtWork(state)) {
-      makers.fetch_add(1);
-      if (head_->state.compare_exchange_strong(state, ::getpid())) return true;
-      makers.fetch_sub(1);
-    }
-    Pause();
-  }
+  if (error == 0) return;
+  ::shm_unlink(name_.data());
+  Refuse("CShMem::CShMem - failed set size of shared memory\n", error, fileCode::resize);
 }
 
 void CShMem::SetReady() noexcept {
-  EndMaking(HEAD::ready);
+  if (maker_ < 0) return;
+  head_->state.store(HEAD::ready, std::memory_order_release);
+  EndMaking();
 }
 
-// Nothing, if it has ended.
-void CShMem::EndMaking(std::int64_t state) noexcept {
-  std::int64_t self = ::getpid();
-  if (isCreated_ && head_->state.compare_exchange_strong(self, state)) makers.fetch_sub(1);
+void CShMem::EndMaking() noexcept {
+  if (maker_ < 0) return;
+  ::flock(maker_, LOCK_UN);
+  ::close(std::exchange(maker_, -1));
+}
+
+// Only the name of this very memory, and by the process that made it: a child that was forked off has the object as well.
+void CShMem::RemoveOwnName() noexcept {
+  if (creator_ != ::getpid()) return;
+  const IMPL::CDescriptor descriptor(RetryOnEintr([&] { return ::shm_open(name_.data(), O_RDONLY, 0); }));
+  if (descriptor.Get() >= 0 && StatusOf(descriptor.Get()).st_ino == file_) ::shm_unlink(name_.data());
 }
 
 void CShMem::Release() {
   if (block_ == nullptr) return;
-  if (isCreated_) {
-    EndMaking(HEAD::raw);        // not made: the next one will
-    ::shm_unlink(name_.data());  // it may be gone
-  }
+  if (isCreated_) RemoveOwnName();
+  EndMaking();  // if it is not made, whoever waits begins anew
   block_ = nullptr;
   if (::munmap(std::exchange(head_, nullptr), size_ + HEAD::size) != 0)
     Refuse("CShMem::Release - failed unmap shared memory\n", errno, fileCode::releaseView);

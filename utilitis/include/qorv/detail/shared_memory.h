@@ -1,6 +1,8 @@
 // Memory that processes share by its name.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstdint>
 
 #include <qorv/error.h>
@@ -11,10 +13,11 @@ namespace Qorv {
 /// A block of memory that all processes which give the same name see, zeros when it is new.
 ///
 /// Exactly one opener finds the block new: IsCreated tells it so. Until it calls SetReady, all others wait in their
-/// constructors, so that nobody sees a block half-made. Should its process die before that, the next one takes its place,
-/// and finds the block zeroed again.
+/// constructors, so that nobody sees a block half-made. Should it let go, or its process die, before that, the next one takes
+/// its place, and finds a new block.
 ///
-/// The opener that found it new removes the name when it lets go; who has the block keeps it, and who gives the name later
+/// The opener that found it new removes the name when it lets go, if it still is that of this block, and not in a child that was
+/// forked off; who has the block keeps it, and who gives the name later
 /// gets a new one. So the process that lives longest should be the first. A name whose first opener was killed stays with
 /// what the block held, until Remove or the system's end.
 ///
@@ -23,8 +26,8 @@ namespace Qorv {
 class CShMem {
  public:
   /// `size` in bytes; a block that is there already may be larger. `access` is O_RDWR, or O_RDONLY for a block that others
-  /// make: its opener waits until there is one that is ready, up to a second, and fails with ENOENT. Code 4, for
-  /// memory that cannot be had 23, for addresses 27.
+  /// make: its opener waits while it is made, and up to a second for one, and fails with ENOENT. Memory of that name that is
+  /// none of this class is refused. Code 4, for memory that cannot be had 23, for addresses 27.
   CShMem(const stringEx& name, std::uint64_t size, int access, std::uint32_t permissions = 0666);
   CShMem(const wstringEx& name, std::uint64_t size, int access, std::uint32_t permissions = 0666);
   CShMem(const CShMem&) = delete;
@@ -48,10 +51,10 @@ class CShMem {
  private:
   struct HEAD;
 
-  int OpenOrCreate(int access, std::uint32_t permissions);
-  std::uint64_t AwaitSize(int descriptor, int access) const;
-  bool TakeOrAwait() const;
-  void EndMaking(std::int64_t state) noexcept;
+  bool TryOpen(int access, std::uint32_t permissions);
+  void SetSize(int descriptor) const;
+  void RemoveOwnName() noexcept;
+  void EndMaking() noexcept;
   [[noreturn]] void Refuse(const char* heading, int error, std::uint32_t code) const;
 
   stringEx name_;
@@ -59,6 +62,9 @@ class CShMem {
   HEAD* head_ = nullptr;
   void* block_ = nullptr;
   bool isCreated_ = false;
+  int maker_ = -1;  // the locked file, as long as the block is being made
+  pid_t creator_ = 0;
+  ino_t file_ = 0;
 };
 
 }  // namespace Qorv
