@@ -58,7 +58,8 @@ INSTANTIATE_TEST_SUITE_P(Rows, Modes,
                                          ModeRow{"Append", "a", "contentab"},
                                          ModeRow{"AppendBoth", "a+t", "contentab"},
                                          ModeRow{"New", "wx", "refused"}, ModeRow{"None", "", "refused"},
-                                         ModeRow{"Unknown", "rw", "refused"}),
+                                         ModeRow{"Unknown", "rw", "refused"},
+                                         ModeRow{"OldAndNew", "rx", "refused"}),
                          rowName);
 
 TEST_F(CFile, ReadsLinesHoweverLongAndWhateverIsInThem) {
@@ -141,6 +142,46 @@ TEST_F(CFile, SignalsBreakNothingOff) {
   }
   EXPECT_EQ(got.size(), 200'003u);
   EXPECT_GT(signals.Count(), 50);
+}
+
+TEST_F(CFile, BrokenPipeIsAFailureAndNoSignal) {
+  const stringEx path = Path("pipe");
+  ASSERT_EQ(::mkfifo(path.data(), 0600), 0);
+  for (int step = 0; step < 3; ++step) {
+    const int reader = ::open(path.data(), O_RDONLY | O_NONBLOCK);
+    CCFile writer;
+    writer.Open(path, Text("w"));
+    ::close(reader);
+    const std::string failure = FailureOf<cfileExp>([&] {
+      if (step == 0) writer.Write(std::string(100'000, 'x').data(), 100'000);
+      writer.Write(Text("x"));
+      if (step == 1) writer.Flush();
+      writer.Close();
+    });
+    EXPECT_EQ(failure.substr(0, 4), "34: ") << failure;
+  }
+}
+
+TEST_F(CFile, RefusedOpenDoesNotCutTheFile) {
+  const stringEx path = Text(folder_.Make("file", "content"));
+  CCFile holder;
+  holder.Open(path, Text("r+"), fileShare::exclusive);
+  EXPECT_THROW(CCFile().Open(path, Text("w"), fileShare::exclusive), cfileExp);
+  EXPECT_EQ(folder_.Content("file"), "content");
+  holder.Close();
+  CCFile().Open(path, Text("w"), fileShare::exclusive);
+  EXPECT_EQ(folder_.Content("file"), "");
+}
+
+TEST_F(CFile, BufferHasItsSize) {
+  CCFile file;
+  file.Open(Path("file"), Text("w"));
+  file.SetBuffer(streamBuffer::full, 50'000);
+  file.Write(std::string(40'000, 'x').data(), 40'000);
+  EXPECT_EQ(folder_.Content("file"), "");
+  CCFile moved = std::move(file);
+  moved.Close();
+  EXPECT_EQ(folder_.Content("file").size(), 40'000u);
 }
 
 TEST_F(CFile, WithoutABufferEachWriteArrives) {

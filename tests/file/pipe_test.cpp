@@ -190,7 +190,7 @@ TEST_F(Pipe, ClosedOneServesNothing) {
   CPipe pipe;
   char byte = 0;
   EXPECT_EQ(FailureOf<pipeExp>([&] { pipe.Read(&byte, 1); }),
-            "7: CPipe::Read - failed reading pipe\n@ CSysFile::Read - failed reading file\n"
+            "3: CPipe::Read - failed reading pipe\n@ CSysFile::Read - failed reading file\n"
             "  file path  = \n  error code = 9\n  error desc = invalid file descriptor");
   EXPECT_EQ(pipe.Close(), 0);
 }

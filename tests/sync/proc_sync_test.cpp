@@ -361,6 +361,35 @@ INSTANTIATE_TEST_SUITE_P(
                                   "  error desc     = unsupport name or value is too big"}),
     rowName);
 
+TEST_F(ProcSync, HeldMutexIsNotDestroyedWithoutAWord) {
+  const CProcMutex other(name_);
+  EXPECT_EQ(FailureOf<mutexExp>([this] {
+              CProcMutex mutex(name_);
+              mutex.Lock();
+              mutex.Lock();
+            }),
+            "3: CProcMutex::~CProcMutex - failed close mutex\n  error code = 16\n"
+            "  error desc = attempt to destroy a locked mutex");
+  Child takes([this] {
+    CProcMutex mutex(name_);
+    if (!mutex.TryLock()) return 1;
+    mutex.Unlock();
+    return 0;
+  });
+  EXPECT_EQ(takes.Await(), 0) << "it has been unlocked";
+}
+
+TEST_F(ProcSync, EventIsRemovedWithItsLock) {
+  CProcEvent event(name_);
+  EXPECT_TRUE(CProcEvent::Remove(name_));
+  EXPECT_FALSE(CShMem::Remove(name_ + ".lock"));
+  EXPECT_FALSE(CProcEvent::Remove(name_));
+  const timespec invalid{0, 2'000'000'000};
+  EXPECT_EQ(FailureOf<eventExp>([&] { event.TimedWaitEvent(invalid); }),
+            "4: CProcEvent/TimedWaitEvent - failed wait event\n  error code = 22\n"
+            "  error desc = the value specified by cond, mutex or timeout is invalid");
+}
+
 TEST_F(ProcSync, SignalsBreakNothingOff) {
   using TestSupport::Later;
   using Clock = std::chrono::steady_clock;

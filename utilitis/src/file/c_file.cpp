@@ -1,9 +1,11 @@
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdarg>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -11,6 +13,7 @@
 
 #include "error/message.h"
 #include "file/narrow.h"
+#include "file/no_pipe_signal.h"
 #include "file/open_mode.h"
 #include "misc/posix/platform.h"
 
@@ -33,8 +36,16 @@ constexpr IMPL::ErrnoText streamTexts[] = {
 
 // The calls below a stream, on the descriptor that the cookie is. The C library's own would take a signal in the midst of a
 // write for a failure, and drop what its buffer still has.
+void* CookieOf(int descriptor, bool isPipe) noexcept {
+  return reinterpret_cast<void*>(std::intptr_t{descriptor} * 2 + (isPipe ? 1 : 0));
+}
+
 int DescriptorOf(void* cookie) noexcept {
-  return static_cast<int>(reinterpret_cast<std::intptr_t>(cookie));
+  return static_cast<int>(reinterpret_cast<std::intptr_t>(cookie) / 2);
+}
+
+bool IsPipe(void* cookie) noexcept {
+  return reinterpret_cast<std::intptr_t>(cookie) % 2 != 0;
 }
 
 ssize_t ReadBelow(void* cookie, char* buffer, std::size_t size) {
@@ -43,6 +54,8 @@ ssize_t ReadBelow(void* cookie, char* buffer, std::size_t size) {
 
 // All of it, or fewer bytes at a failure.
 ssize_t WriteBelow(void* cookie, const char* data, std::size_t size) {
+  std::optional<IMPL::CNoPipeSignal> noSignal;
+  if (IsPipe(cookie)) noSignal.emplace();
   std::size_t total = 0;
   while (total < size) {
     const ssize_t count =
@@ -76,7 +89,10 @@ std::FILE* MakeStream(int descriptor, const stringEx& way) {
   }
   if (way[0] == 'a' && (flags & O_APPEND) == 0 && ::fcntl(descriptor, F_SETFL, flags | O_APPEND) < 0)
     return nullptr;
-  auto* const cookie = reinterpret_cast<void*>(std::intptr_t{descriptor});
+  ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+  struct stat status {};
+  ::fstat(descriptor, &status);
+  void* const cookie = CookieOf(descriptor, S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode));
   std::FILE* const stream = ::fopencookie(cookie, way.data(), {ReadBelow, WriteBelow, SeekBelow, CloseBelow});
   if (stream != nullptr && ::isatty(descriptor) == 1) std::setvbuf(stream, nullptr, _IOLBF, 0);
   return stream;
@@ -95,13 +111,16 @@ int FlushAll(std::FILE* stream) {
 CCFile::CCFile(CCFile&& other) noexcept
     : stream_(std::exchange(other.stream_, nullptr)),
       descriptor_(std::exchange(other.descriptor_, -1)),
+      buffer_(std::move(other.buffer_)),
       path_(std::move(other.path_)) {}
 
 CCFile& CCFile::operator=(CCFile&& other) {
   if (this != &other) {
     CCFile old;
     std::swap(old.stream_, stream_);
+    old.buffer_.swap(buffer_);
     old.path_.swap(path_);
+    buffer_ = std::move(other.buffer_);
     stream_ = std::exchange(other.stream_, nullptr);
     descriptor_ = std::exchange(other.descriptor_, -1);
     path_ = std::move(other.path_);
@@ -137,7 +156,10 @@ void CCFile::Open(const stringEx& path, const stringEx& mode, std::uint32_t shar
   if (!flags) refuse([](CMessage& message) { message.Field("  error desc = ", "unknown open mode"); });
   CSysFile file;
   try {
-    file.Open(path, *flags, 0, share, permissions, 0);
+    // Where others may hold the file, it is cut behind the lock.
+    const int later = share != fileShare::none ? *flags & O_TRUNC : 0;
+    file.Open(path, *flags & ~later, 0, share, permissions, 0);
+    if (later != 0) file.ResizeToCurrentPos();
     Adopt(file, mode);
   } catch (const sysfileExp& failure) {
     refuse([&](CMessage& message) { message.Inner(failure); });
@@ -150,6 +172,13 @@ void CCFile::Open(const wstringEx& path, const stringEx& mode, std::uint32_t sha
 }
 
 void CCFile::Open(const CSysFile& file, const stringEx& mode) {
+  if (!IMPL::OpenFlags(mode)) {
+    CMessage("CCFile::Open - failed open a stream of file\n")
+        .Field("  file path = ", file.GetPath())
+        .Field("  open mode = ", mode)
+        .Field("  error desc = ", "unknown open mode")
+        .Throw<cfileExp>(fileCode::open);
+  }
   try {
     CSysFile own = CSysFile::Duplicate(file);
     Adopt(own, mode);
@@ -181,6 +210,7 @@ void CCFile::Close() {
   std::FILE* const stream = std::exchange(stream_, nullptr);
   descriptor_ = -1;
   const stringEx path = std::exchange(path_, {});
+  const std::unique_ptr<char[]> buffer = std::move(buffer_);
   if (stream == nullptr) return;
   int error = FlushAll(stream);
   if (std::fclose(stream) != 0 && error == 0) error = errno;
@@ -188,7 +218,7 @@ void CCFile::Close() {
   CMessage("CCFile::Close - error close file stream\n")
       .Field("  file path  = ", path)
       .Errno("  error code = ", "  error desc = ", error, streamTexts)
-      .Throw<cfileExp>(fileCode::close);
+      .Throw<cfileExp>(error == EPIPE ? fileCode::brokenPipe : fileCode::close);
 }
 
 std::size_t CCFile::Read(void* buffer, std::size_t size) {
@@ -213,9 +243,14 @@ bool CCFile::ReadLine(stringEx& line) {
   char piece[256];
   std::size_t count = 0;
   int byte = 0;
-  while ((byte = ReadByte()) != EOF && byte != '\n') {
-    piece[count++] = static_cast<char>(byte);
-    if (count == sizeof(piece)) line.append(piece, std::exchange(count, 0));
+  try {
+    while ((byte = ReadByte()) != EOF && byte != '\n') {
+      piece[count++] = static_cast<char>(byte);
+      if (count == sizeof(piece)) line.append(piece, std::exchange(count, 0));
+    }
+  } catch (const cfileExp&) {
+    line.append(piece, count);
+    throw;
   }
   line.append(piece, count);
   return byte != EOF || !line.empty();
@@ -254,13 +289,17 @@ void CCFile::Print(const char* format, ...) {
 void CCFile::Flush() {
   constexpr const char* heading = "CCFile::Flush - failed flush the file\n";
   if (const int error = FlushAll(Stream(heading, fileCode::flush)); error != 0)
-    Refuse(heading, error, fileCode::flush);
+    Refuse(heading, error, error == EPIPE ? fileCode::brokenPipe : fileCode::flush);
 }
 
 void CCFile::SetBuffer(int mode, std::size_t size) {
   constexpr const char* heading = "CCFile::SetBuffer - failed set stream buffer\n";
-  if (std::setvbuf(Stream(heading, fileCode::streamBuffer), nullptr, mode, size) != 0)
+  std::FILE* const stream = Stream(heading, fileCode::streamBuffer);
+  // The C library takes no notice of a size that comes without a buffer.
+  std::unique_ptr<char[]> own(mode != streamBuffer::none && size != 0 ? new char[size] : nullptr);
+  if (std::setvbuf(stream, own.get(), mode, own ? size : 0) != 0)
     Refuse(heading, EINVAL, fileCode::streamBuffer);
+  buffer_ = std::move(own);
 }
 
 void CCFile::Seek(const char* heading, std::int64_t offset, int whence) {

@@ -28,6 +28,7 @@ std::optional<int> OpenFlags(std::string_view mode) noexcept {
     else if (letter != 'b' && letter != 't' && letter != 'e')
       return {};
   }
+  if ((flags & O_EXCL) != 0 && (flags & O_CREAT) == 0) return {};
   return access | flags;
 }
 

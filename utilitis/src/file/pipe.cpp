@@ -1,5 +1,4 @@
 #include <fcntl.h>
-#include <signal.h>
 #include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -12,6 +11,7 @@
 
 #include "error/message.h"
 #include "file/narrow.h"
+#include "file/no_pipe_signal.h"
 #include "misc/posix/platform.h"
 
 extern char** environ;
@@ -54,31 +54,6 @@ auto Chained(const char* heading, Step&& step) {
     CMessage(heading).Inner(failure).Throw<pipeExp>(failure.GetCode());
   }
 }
-
-// For the time of a write: the signal that comes with a broken pipe is kept from the thread, and taken back.
-class CNoPipeSignal {
- public:
-  CNoPipeSignal() noexcept {
-    sigset_t pending;
-    ::sigpending(&pending);
-    wasPending_ = ::sigismember(&pending, SIGPIPE) == 1;
-    ::sigemptyset(&signal_);
-    ::sigaddset(&signal_, SIGPIPE);
-    ::pthread_sigmask(SIG_BLOCK, &signal_, &before_);
-  }
-  CNoPipeSignal(const CNoPipeSignal&) = delete;
-  CNoPipeSignal& operator=(const CNoPipeSignal&) = delete;
-  ~CNoPipeSignal() {
-    const timespec now{};
-    if (!wasPending_) RetryOnEintr([&] { return ::sigtimedwait(&signal_, nullptr, &now); });
-    ::pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-  }
-
- private:
-  sigset_t signal_;
-  sigset_t before_;
-  bool wasPending_;
-};
 
 void MakeEnds(CSysFile& readEnd, CSysFile& writeEnd, const char* heading) {
   int ends[2];
@@ -166,16 +141,21 @@ void CPipe::Run(const stringEx& command, bool writes) {
     fresh.command_ = 0;
     Refuse(heading, "  command    = ", line, error, fileCode::pipe);
   }
-  theirs.Close();
+  Chained(heading, [&] { theirs.Close(); });
   *this = std::move(fresh);
 }
 
 std::size_t CPipe::Read(void* buffer, std::size_t size) {
-  return Chained("CPipe::Read - failed reading pipe\n", [&] { return read_.Read(buffer, size); });
+  constexpr const char* heading = "CPipe::Read - failed reading pipe\n";
+  try {
+    return read_.Read(buffer, size);
+  } catch (const sysfileExp& failure) {
+    CMessage(heading).Inner(failure).Throw<pipeExp>(fileCode::pipe);
+  }
 }
 
 void CPipe::Write(const void* data, std::size_t size) {
-  const CNoPipeSignal noSignal;
+  const IMPL::CNoPipeSignal noSignal;
   Chained("CPipe::Write - failed writing pipe\n", [&] {
     const auto* bytes = static_cast<const unsigned char*>(data);
     for (std::uint64_t left = size; left != 0;) {
@@ -195,9 +175,9 @@ void CPipe::CloseWriteEnd() {
 }
 
 int CPipe::Close() {
-  const pid_t command = std::exchange(command_, 0);
   CloseReadEnd();
   CloseWriteEnd();
+  const pid_t command = std::exchange(command_, 0);
   if (command == 0) return 0;
   int status = 0;
   if (RetryOnEintr([&] { return ::waitpid(command, &status, 0); }) < 0)

@@ -20,6 +20,12 @@ inline constexpr ErrnoText createTexts[] = {
     {EINVAL, "invalid attr object"},
 };
 
+inline constexpr ErrnoText destroyTexts[] = {
+    // of a mutex
+    {EBUSY, "attempt to destroy a locked mutex"},
+    {EINVAL, "the value specified by mutex is invalid"},
+};
+
 inline constexpr ErrnoText lockTexts[] = {
     {EINVAL, "mutex object does not correctly initialized"},
     {EAGAIN, "maximum number of recursive locks has been exceeded"},

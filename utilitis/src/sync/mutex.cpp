@@ -11,11 +11,6 @@ constexpr auto Check = [](int error, std::string_view heading, IMPL::ErrnoTable 
   IMPL::CheckStep<mutexExp>(error, heading, texts, code);
 };
 
-constexpr IMPL::ErrnoText destroyTexts[] = {
-    {EBUSY, "attempt to destroy a locked mutex"},
-    {EINVAL, "the value specified by mutex is invalid"},
-};
-
 // The attributes of a recursive mutex, for the time of its making.
 class CAttributes {
  public:
@@ -63,7 +58,7 @@ CMutex::CMutex(bool locked) QORV_NO_THREAD_SAFETY_ANALYSIS {
 CMutex::~CMutex() noexcept(false) {
   const int error = ::pthread_mutex_destroy(&mutex_);
   IMPL::DropWhileUnwinding(
-      [=] { Check(error, "CMutex::~CMutex - failed close mutex\n", destroyTexts, syncCode::destroy); });
+      [=] { Check(error, "CMutex::~CMutex - failed close mutex\n", IMPL::destroyTexts, syncCode::destroy); });
 }
 
 void CMutex::Lock() QORV_NO_THREAD_SAFETY_ANALYSIS {

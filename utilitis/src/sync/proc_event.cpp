@@ -25,6 +25,14 @@ bool IsEarlier(const timespec& a, const timespec& b) noexcept {
   return std::tie(a.tv_sec, a.tv_nsec) < std::tie(b.tv_sec, b.tv_nsec);
 }
 
+[[noreturn]] void RefuseWait(int error, bool isTimed) {
+  if (isTimed)
+    IMPL::RefuseStep<eventExp>(error, "CProcEvent/TimedWaitEvent - failed wait event\n", IMPL::timedWaitTexts,
+                               syncCode::wait);
+  IMPL::RefuseStep<eventExp>(error, "CProcEvent/WaitEvent - failed wait event\n", IMPL::waitTexts,
+                             syncCode::wait);
+}
+
 stringEx LockName(const stringEx& name) {
   return name + ".lock";
 }
@@ -92,13 +100,15 @@ bool CProcEvent::AwaitRaise(const timespec* deadline) {
     CScopeLock<CProcMutex> guard(guard_);  // a plain one, which leaves the hold open
     const std::uint32_t raises = Block().raises;
     isWoken = Block().isRaised != 0;
-    for (bool isLast = false; !isWoken && !isLast && !IMPL::IsKillDue();) {
+    for (bool isOver = false; !isWoken && !isOver && !IMPL::IsKillDue();) {
       timespec limit = IMPL::DeadlineIn(slice);
-      isLast = deadline != nullptr && !IsEarlier(limit, *deadline);
+      const bool isLast = deadline != nullptr && !IsEarlier(limit, *deadline);
       if (isLast) limit = *deadline;
       const int error = ::pthread_cond_timedwait(&Block().cond, guard_.Mutex(), &limit);
-      if (guard_.Mended(error) != ETIMEDOUT && error != EOWNERDEAD) {
-        Check(error, "CProcEvent/WaitEvent - failed wait event\n", IMPL::timedWaitTexts, syncCode::wait);
+      if (guard_.Mended(error) == ETIMEDOUT) {
+        isOver = isLast;
+      } else if (error != EOWNERDEAD) {
+        if (error != 0) RefuseWait(error, deadline != nullptr);
         isWoken = true;
       }
       isWoken = isWoken || Block().raises != raises;
@@ -106,6 +116,11 @@ bool CProcEvent::AwaitRaise(const timespec* deadline) {
   }
   IMPL::BreakOffIfKilled();
   return isWoken;
+}
+
+bool CProcEvent::Remove(const stringEx& name) {
+  const bool hasLock = CShMem::Remove(LockName(name));
+  return CShMem::Remove(name) || hasLock;
 }
 
 bool CProcEvent::WaitEvent() {

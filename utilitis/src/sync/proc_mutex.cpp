@@ -53,6 +53,16 @@ void CProcMutex::CreateNamedMutex() {
         syncCode::create);
 }
 
+// The system keeps a list of what a thread holds, which must not lead into memory that is gone.
+CProcMutex::~CProcMutex() noexcept(false) {
+  if (held_ <= 0 || GetPointer() == nullptr) return;
+  for (std::int32_t left = held_; left > 0 && ::pthread_mutex_unlock(Mutex()) == 0; --left) {
+  }
+  IMPL::DropWhileUnwinding([] {
+    Check(EBUSY, "CProcMutex::~CProcMutex - failed close mutex\n", IMPL::destroyTexts, syncCode::destroy);
+  });
+}
+
 // 0 for a mutex that came from one who was killed.
 int CProcMutex::Mended(int error) noexcept {
   if (error != EOWNERDEAD) return error;
@@ -69,6 +79,7 @@ bool CProcMutex::TryLock() QORV_NO_THREAD_SAFETY_ANALYSIS {
   const int error = Mended(::pthread_mutex_trylock(Mutex()));
   if (error == EBUSY) return false;
   Check(error, "CProcMutex::TryLock - failed lock mutex\n", IMPL::lockTexts, syncCode::wait);
+  Count(1);
   return true;
 }
 
@@ -83,10 +94,12 @@ bool CProcMutex::TimedLock(const timespec& deadline) QORV_NO_THREAD_SAFETY_ANALY
   const int error = Mended(::pthread_mutex_timedlock(Mutex(), &deadline));
   if (error == ETIMEDOUT) return false;
   Check(error, "CProcMutex/TimedLock - failed lock mutex\n", IMPL::lockTexts, syncCode::wait);
+  Count(1);
   return true;
 }
 
 void CProcMutex::RefuseUnlock(int error) {
+  Count(1);  // as it was
   IMPL::RefuseStep<mutexExp>(error, "CProcMutex::Unlock - failed unlock mutex\n", IMPL::unlockTexts,
                              syncCode::unlock);
 }

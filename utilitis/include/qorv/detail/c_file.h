@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 
 #include <qorv/detail/sys_file.h>
 
@@ -20,8 +21,8 @@ inline constexpr int none = _IONBF;
 /// Flush between them.
 ///
 /// Failures are cfileExp with a number of fileCode; on a closed object each operation fails with the system's EBADF. The
-/// stream's own lock makes each call one step, but one object must not be opened, closed or moved while another thread
-/// uses it. Positions, lengths and sizes are in bytes.
+/// stream's own lock makes Read, Write and Flush one step each, all else takes several; one object must not be opened, closed
+/// or moved while another thread uses it. A seek, and GetSize, drop a byte that was pushed back. Positions, lengths and sizes are in bytes.
 class CCFile {
  public:
   CCFile() noexcept = default;
@@ -39,14 +40,14 @@ class CCFile {
   /// A stream on a descriptor of its own for the same open file, whose position they share. `mode` must be allowed by how
   /// that was opened. Code 4.
   void Open(const CSysFile& file, const stringEx& mode);
-  /// Writes what the buffer has, and closes. Code 6, and it counts as closed all the same.
+  /// Writes what the buffer has, and closes. Code 6, for a broken pipe 34, and it counts as closed all the same.
   void Close();
   bool IsOpen() const noexcept { return stream_ != nullptr; }
 
   /// Up to `size` bytes; fewer at the end, or where reading failed behind the first byte: the next call tells of that.
   /// Code 7.
   std::size_t Read(void* buffer, std::size_t size);
-  /// A line without its line feed. False, and an empty line, at the end. Code 7.
+  /// A line without its line feed. False, and an empty line, at the end. Code 7, and what came before that is in the line.
   bool ReadLine(stringEx& line);
   /// The next byte, or EOF. Code 7.
   int ReadByte();
@@ -60,7 +61,7 @@ class CCFile {
   void Write(const stringEx& text) { Write(text.data(), text.length()); }
   /// Formatted text, with the rules and the limit of stringEx::format.
   void Print(const char* format, ...) __attribute__((format(printf, 2, 3)));
-  /// Hands what the buffer has to the system. Code 15.
+  /// Hands what the buffer has to the system; what that does not take is lost. Code 15, for a broken pipe 34.
   void Flush();
 
   /// Only before anything else is done with the stream. `mode` is one of streamBuffer; a `size` of 0 leaves it to the system.
@@ -87,6 +88,7 @@ class CCFile {
 
   std::FILE* stream_ = nullptr;  // on calls of its own, which a signal does not break off
   int descriptor_ = -1;
+  std::unique_ptr<char[]> buffer_;  // of SetBuffer
   stringEx path_;
 };
 

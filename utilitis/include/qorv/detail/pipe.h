@@ -40,7 +40,7 @@ class CPipe {
   /// Starts a command of the shell, with its output to be read here, or, with `writes`, its input to be written. Code 3.
   void Run(const stringEx& command, bool writes = false);
 
-  /// Up to `size` bytes; waits for the first. 0 when all writers are gone. Code 7.
+  /// Up to `size` bytes; waits for the first. 0 when all writers are gone. Code 3.
   std::size_t Read(void* buffer, std::size_t size);
   /// All of `size` bytes; waits for room. Code 9, where nobody reads 34; a part may have been taken.
   void Write(const void* data, std::size_t size);

@@ -23,15 +23,18 @@ namespace Qorv {
 /// held by one killed | Lock, TryLock, TimedLock | held, depth 1 | as of a free one, and WasAbandoned tells it: what
 ///                    |                          |               | the mutex guards may be half-changed
 ///
-/// Failures are mutexExp: code 1 creating, 4 locking, 5 unlocking; of the memory, shmemExp. Objects of one name, in one
+/// Failures are mutexExp: code 1 creating, 3 destroying, 4 locking, 5 unlocking; of the memory, shmemExp. Objects of one name, in one
 /// process or several, are one mutex. Any thread may call any operation but construction and destruction.
 class QORV_CAPABILITY("mutex") CProcMutex : public CShMem {
  public:
   explicit CProcMutex(const stringEx& name);
   explicit CProcMutex(const wstringEx& name);
+  /// Of one that this object holds: unlocks it, if this thread may, and throws code 3 unless another exception is unwinding.
+  ~CProcMutex() noexcept(false);
 
   void Lock() QORV_ACQUIRE() QORV_NO_THREAD_SAFETY_ANALYSIS {
     if (const int error = ::pthread_mutex_lock(Mutex()); error != 0) RefuseLock(error);
+    Count(1);
   }
   bool TryLock() QORV_TRY_ACQUIRE(true);
   /// `milliseconds`: 0 is TryLock, waitForever is Lock.
@@ -39,6 +42,7 @@ class QORV_CAPABILITY("mutex") CProcMutex : public CShMem {
   /// `deadline` is a time of day (CLOCK_REALTIME).
   bool TimedLock(const timespec& deadline) QORV_TRY_ACQUIRE(true);
   void Unlock() QORV_RELEASE() QORV_NO_THREAD_SAFETY_ANALYSIS {
+    Count(-1);
     if (const int error = ::pthread_mutex_unlock(Mutex()); error != 0) RefuseUnlock(error);
   }
 
@@ -53,11 +57,17 @@ class QORV_CAPABILITY("mutex") CProcMutex : public CShMem {
   friend class CProcEvent;
 
   void CreateNamedMutex();
+  // Without the cost of a step that others cannot come between: nobody else has the mutex.
+  void Count(std::int32_t change) noexcept {
+    held_.store(held_.load(std::memory_order_relaxed) + change, std::memory_order_relaxed);
+  }
   int Mended(int error) noexcept;
   void RefuseLock(int error);
   [[noreturn]] void RefuseUnlock(int error);
   pthread_mutex_t* Mutex() const noexcept { return static_cast<pthread_mutex_t*>(GetPointer()); }
 
+  std::atomic<std::int32_t> held_{
+      0};  // through this object; guarded by the mutex itself, but for wrong calls
   std::atomic<bool> wasAbandoned_{false};
 };
 
@@ -66,13 +76,16 @@ class QORV_CAPABILITY("mutex") CProcMutex : public CShMem {
 ///
 /// States and operations are those of CEvent. A process that is killed between operations, or inside one that does not wait,
 /// does no harm. One that is killed while it waits may leave the system's condition behind in a state in which a later
-/// RaiseEvent does not return: remove the name then, and start anew.
+/// RaiseEvent does not return, and with it all others that use the event: call Remove then, and start anew.
 ///
 /// Failures are eventExp: code 1 creating, 4 waiting, 7 raising; those of the mutex and of the memory pass unchanged.
 class CProcEvent : public CShMem {
  public:
   explicit CProcEvent(const stringEx& name);
   explicit CProcEvent(const wstringEx& name);
+
+  /// Removes both names, whoever has the event. False if there were none. As of CShMem.
+  static bool Remove(const stringEx& name);
 
   void RaiseEvent();
   void ResetEvent();
