@@ -134,6 +134,16 @@ TEST_F(Pipe, CommandsAreReadAndFed) {
   EXPECT_TRUE(WIFSIGNALED(killed.Close()));
 }
 
+TEST_F(Pipe, CommandsIgnoreNoSignals) {
+  const auto before = ::signal(SIGPIPE, SIG_IGN);
+  CPipe command;
+  command.Run(Text("kill -PIPE $$; echo alive"));
+  EXPECT_EQ(ReadAll(command), "");
+  const int status = command.Close();
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGPIPE);
+  ::signal(SIGPIPE, before);
+}
+
 // A command gets nothing but its end: another pipe's reader would otherwise never meet its end.
 TEST_F(Pipe, CommandHoldsNoOtherEnd) {
   CPipe other;

@@ -55,6 +55,25 @@ auto Chained(const char* heading, Step&& step) {
   }
 }
 
+// A command begins with no signal blocked or ignored, whatever this process does with them.
+struct CSpawnAttributes {
+  CSpawnAttributes() noexcept {
+    sigset_t none;
+    sigset_t all;
+    ::sigemptyset(&none);
+    ::sigfillset(&all);
+    ::posix_spawnattr_init(&value);
+    ::posix_spawnattr_setsigmask(&value, &none);
+    ::posix_spawnattr_setsigdefault(&value, &all);
+    ::posix_spawnattr_setflags(&value, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+  }
+  CSpawnAttributes(const CSpawnAttributes&) = delete;
+  CSpawnAttributes& operator=(const CSpawnAttributes&) = delete;
+  ~CSpawnAttributes() { ::posix_spawnattr_destroy(&value); }
+
+  posix_spawnattr_t value;
+};
+
 void MakeEnds(CSysFile& readEnd, CSysFile& writeEnd, const char* heading) {
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0) {
@@ -132,7 +151,8 @@ void CPipe::Run(const stringEx& command, bool writes) {
     error = ::posix_spawn_file_actions_adddup2(&actions, static_cast<int>(theirs.GetSysHandle()), target);
     if (error == 0) {
       const char* const arguments[] = {"sh", "-c", line.data(), nullptr};
-      error = ::posix_spawn(&fresh.command_, "/bin/sh", &actions, nullptr,
+      const CSpawnAttributes attributes;
+      error = ::posix_spawn(&fresh.command_, "/bin/sh", &actions, &attributes.value,
                             const_cast<char* const*>(arguments), environ);
     }
     ::posix_spawn_file_actions_destroy(&actions);

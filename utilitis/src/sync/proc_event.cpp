@@ -46,7 +46,7 @@ struct CProcEvent::BLOCK {
 };
 
 CProcEvent::CProcEvent(const stringEx& name) : CShMem(name, sizeof(BLOCK), O_RDWR), guard_(LockName(name)) {
-  if (!IsCreated()) return;
+  if (!IsCreated()) return;  // made, and with no need of the guard: the memory has held this opener back
   Guard guard(guard_);
   CreateNamedEvent();
   SetReady();

@@ -34,10 +34,10 @@ class CPipe {
   void Create();
   /// The pipe at `path`, which is made, with these permissions, where nothing stands there. `access` is O_RDONLY, O_WRONLY or
   /// O_RDWR; the first two wait until somebody has the other end, but not with O_NONBLOCK, where the writer
-  /// fails instead. Something else than a pipe at the path is refused. The name stays until it is removed. Code 4.
+  /// fails instead. With the third both ends are one descriptor, which never meets the end of the data. Something else than a pipe at the path is refused. The name stays until it is removed. Code 4.
   void Open(const stringEx& path, int access, std::uint32_t permissions = 0666);
   void Open(const wstringEx& path, int access, std::uint32_t permissions = 0666);
-  /// Starts a command of the shell, with its output to be read here, or, with `writes`, its input to be written. Code 3.
+  /// Starts a command of the shell, with no signal blocked or ignored, with its output to be read here, or, with `writes`, its input to be written. Code 3.
   void Run(const stringEx& command, bool writes = false);
 
   /// Up to `size` bytes; waits for the first. 0 when all writers are gone. Code 3.

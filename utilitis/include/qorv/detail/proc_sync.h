@@ -55,6 +55,8 @@ class QORV_CAPABILITY("mutex") CProcMutex : public CShMem {
 
  private:
   friend class CProcEvent;
+  using CShMem::Release;  // what is used by others goes with the object alone
+  using CShMem::SetReady;
 
   void CreateNamedMutex();
   // Without the cost of a step that others cannot come between: nobody else has the mutex.
@@ -98,6 +100,8 @@ class CProcEvent : public CShMem {
 
  private:
   struct BLOCK;
+  using CShMem::Release;
+  using CShMem::SetReady;
 
   void CreateNamedEvent();
   bool AwaitRaise(const timespec* deadline);
