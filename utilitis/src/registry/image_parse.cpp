@@ -97,9 +97,10 @@ class CImageParser {
     LEVEL& top = levels_.back();
     if (top.left == 0) return EndKey();
     --top.left;
+    std::string name(text_.Get(Reader()));
     CRegShare key(new REGKEY);
     REGKEY* const place = key.Get();
-    levels_.push_back({place, std::move(key), std::string(text_.Get(Reader())), 0, !IsFlat()});
+    levels_.push_back({place, std::move(key), std::move(name), 0, !IsFlat()});
     if (!IsFlat()) BeginNestedImage(Reader().ViewBlob(blob_));
     BeginKey();
   }
