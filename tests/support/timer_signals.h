@@ -5,13 +5,14 @@
 #include <signal.h>
 #include <sys/time.h>
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <thread>
 
 namespace TestSupport {
 
-inline volatile sig_atomic_t timerSignals = 0;
+inline std::atomic<int> timerSignals = 0;
 
 /// As long as it lives, a signal without SA_RESTART reaches this thread every two milliseconds.
 class TimerSignals {
@@ -19,7 +20,7 @@ class TimerSignals {
   TimerSignals() {
     timerSignals = 0;
     struct sigaction action {};
-    action.sa_handler = [](int) { timerSignals = timerSignals + 1; };
+    action.sa_handler = [](int) { ++timerSignals; };
     sigaction(SIGALRM, &action, &before_);
     const itimerval often{{0, 2000}, {0, 2000}};
     setitimer(ITIMER_REAL, &often, nullptr);
