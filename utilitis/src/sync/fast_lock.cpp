@@ -10,25 +10,21 @@
 namespace Qorv::IMPL {
 namespace {
 
-thread_local std::uint64_t cachedThreadId = 0;
-
 // A child of fork is one thread with an id of its own.
 void ForgetThreadId() {
   cachedThreadId = 0;
 }
 
-[[gnu::noinline]] std::uint64_t AskThreadId() noexcept {
+}  // namespace
+
+constinit thread_local std::uint64_t cachedThreadId = 0;
+
+std::uint64_t AskThreadId() noexcept {
   [[maybe_unused]] static const int registered = ::pthread_atfork(nullptr, nullptr, ForgetThreadId);
   return cachedThreadId = platform::ThreadId();
 }
 
-}  // namespace
-
 const bool MultiProcessor = platform::ProcessorCount() > 1;
-
-std::uint64_t CurrentThreadId() noexcept {
-  return cachedThreadId != 0 ? cachedThreadId : AskThreadId();
-}
 
 // The more threads look, the less often each may, or they keep the semaphore from the one who is to raise it.
 void AwaitHandOver(std::atomic<std::int64_t>& count, CSem& sem) {

@@ -28,8 +28,13 @@ inline void RelaxProcessor() noexcept {
 /// to sleep and to wake it.
 void AwaitHandOver(std::atomic<std::int64_t>& count, CSem& sem);
 
+extern constinit thread_local std::uint64_t cachedThreadId;  // 0: not asked for yet
+std::uint64_t AskThreadId() noexcept;
+
 /// System id of the calling thread, asked for once per thread.
-std::uint64_t CurrentThreadId() noexcept;
+inline std::uint64_t CurrentThreadId() noexcept {
+  return cachedThreadId != 0 ? cachedThreadId : AskThreadId();
+}
 
 /// Tries of an entry before it counts as waiting: a number that is fixed with the lock's type. 0: none behind the first.
 template <std::uint32_t tries>
@@ -99,11 +104,7 @@ class QORV_CAPABILITY("lock") CFastLock : public Spin {
 
   void Enter() QORV_ACQUIRE() {
     const std::uint64_t self = CurrentThreadId();
-    if (Try(self, Spin::spins && MultiProcessor ? Spin::GetTries() : 1)) return;
-    CSem& sem = sem_.Get();  // before this thread is counted: making it may fail
-    CKillHold hold;
-    if (count_.fetch_add(1, std::memory_order_acq_rel) + 1 != 0) AwaitHandOver(count_, sem);
-    Own(self);
+    if (!TryOnce(self)) EnterSlowly(self);
   }
 
   /// True if the lock could be entered within `milliseconds`, of which at least 10 are used; 0 is a single try,
@@ -115,8 +116,8 @@ class QORV_CAPABILITY("lock") CFastLock : public Spin {
       return true;
     }
     const std::uint64_t self = CurrentThreadId();
-    if (milliseconds == 0) return Try(self, 1);
-    return TryInSteps(static_cast<std::uint32_t>(milliseconds), [&] { return Try(self, 1); });
+    if (milliseconds == 0) return TryOnce(self);
+    return TryInSteps(static_cast<std::uint32_t>(milliseconds), [&] { return TryOnce(self); });
   }
 
   void Leave() QORV_RELEASE() {
@@ -126,10 +127,8 @@ class QORV_CAPABILITY("lock") CFastLock : public Spin {
     }
     owner_.store(0, std::memory_order_relaxed);
     std::int64_t alone = 0;
-    if (count_.compare_exchange_strong(alone, -1, std::memory_order_release, std::memory_order_relaxed))
-      return;
-    CKillHold hold;  // whoever is counted must hear of it
-    if (count_.fetch_sub(1, std::memory_order_acq_rel) - 1 >= 0) sem_.Get().V(1);
+    if (!count_.compare_exchange_strong(alone, -1, std::memory_order_release, std::memory_order_relaxed))
+      HandOver();
   }
 
  private:
@@ -138,21 +137,32 @@ class QORV_CAPABILITY("lock") CFastLock : public Spin {
     depth_ = 1;
   }
 
-  // No pause between the tries: these locks are held for a few instructions.
-  bool Try(std::uint64_t self, std::uint64_t tries) noexcept {
-    for (; tries > 0; --tries) {
-      std::int64_t free = -1;
-      if (count_.compare_exchange_strong(free, 0, std::memory_order_acquire, std::memory_order_relaxed)) {
-        Own(self);
-        return true;
-      }
-      if (owner_.load(std::memory_order_relaxed) == self) {
-        count_.fetch_add(1, std::memory_order_relaxed);
-        ++depth_;
-        return true;
-      }
+  bool TryOnce(std::uint64_t self) noexcept {
+    std::int64_t free = -1;
+    if (count_.compare_exchange_strong(free, 0, std::memory_order_acquire, std::memory_order_relaxed)) {
+      Own(self);
+      return true;
     }
-    return false;
+    if (owner_.load(std::memory_order_relaxed) != self) return false;
+    count_.fetch_add(1, std::memory_order_relaxed);
+    ++depth_;
+    return true;
+  }
+
+  // Apart from what stands in the caller's own code: the entry that a first try has not brought.
+  [[gnu::noinline]] void EnterSlowly(std::uint64_t self) {
+    // No pause between the tries: these locks are held for a few instructions.
+    for (std::uint64_t left = Spin::spins && MultiProcessor ? Spin::GetTries() - 1 : 0; left > 0; --left)
+      if (TryOnce(self)) return;
+    CSem& sem = sem_.Get();  // before this thread is counted: making it may fail
+    CKillHold hold;
+    if (count_.fetch_add(1, std::memory_order_acq_rel) + 1 != 0) AwaitHandOver(count_, sem);
+    Own(self);
+  }
+
+  [[gnu::noinline]] void HandOver() {
+    CKillHold hold;  // whoever is counted must hear of it
+    if (count_.fetch_sub(1, std::memory_order_acq_rel) - 1 >= 0) sem_.Get().V(1);
   }
 
   std::atomic<std::int64_t> count_{-1};
