@@ -110,27 +110,33 @@ class CCompactBytes {
   }
 };
 
-/// A name with its first bytes as numbers, the first one counting most, so that names can be put in order without a loop.
+/// A name and, for one that stands in place, a number: its bytes, the first one counting most, zero behind the last, and its
+/// length. Names are in the order of these numbers.
 class CNameProbe {
  public:
   explicit CNameProbe(std::string_view name) noexcept : name_(name) {
     const std::size_t size = name.size();
     const char* const at = name.data();
+    std::uint64_t first = 0;   // bytes 0 to 7
+    std::uint64_t second = 0;  // bytes 8 to 14
     if (size >= 8) {
-      first_ = Word<std::uint64_t>(at);
-      if (size <= inPlace) second_ = Word<std::uint64_t>(at + size - 8) << 8 * (inPlace - size);
+      first = Word<std::uint64_t>(at);
+      if (size <= inPlace) second = Word<std::uint64_t>(at + size - 8) << 8 * (inPlace - size) << 8;
     } else if (size >= 4) {
-      first_ = Word<std::uint32_t>(at) << 32 | Word<std::uint32_t>(at + size - 4) << 8 * (8 - size);
+      first = Word<std::uint32_t>(at) << 32 | Word<std::uint32_t>(at + size - 4) << 8 * (8 - size);
     } else {
       for (std::size_t i = 0; i < size; ++i)
-        first_ |= std::uint64_t{static_cast<unsigned char>(at[i])} << 8 * (7 - i);
+        first |= std::uint64_t{static_cast<unsigned char>(at[i])} << 8 * (7 - i);
     }
+    number_ = NUMBER{first} << 64 | second | (size & 0xFF);
   }
 
  private:
   friend class CRegName;
+  __extension__ using NUMBER = unsigned __int128;
   static constexpr std::size_t inPlace = 15;
 
+  bool IsInPlace() const noexcept { return name_.size() <= inPlace; }
   template <class T>
   static std::uint64_t Word(const char* at) noexcept {
     T word;
@@ -145,8 +151,7 @@ class CNameProbe {
   }
 
   std::string_view name_;
-  std::uint64_t first_ = 0;   // bytes 0 to 7, zero where there are none
-  std::uint64_t second_ = 0;  // bytes 7 to 14, in names that are not longer
+  NUMBER number_;
 };
 
 /// The name of a value. Names are in the order of their bytes as unsigned numbers, the shorter first where one begins with
@@ -156,28 +161,33 @@ class CRegName : private CCompactBytes<0> {
   CRegName() noexcept = default;
   explicit CRegName(std::string_view name) : CRegName(CNameProbe(name)) {}
   explicit CRegName(const CNameProbe& name) {
-    if (name.name_.size() > CNameProbe::inPlace) {
+    if (!name.IsInPlace()) {
       static_cast<CCompactBytes&>(*this) = CCompactBytes(name.name_);
       return;
     }
+    PutWord(8, static_cast<std::uint64_t>(name.number_) >> 8);  // its first byte is the next one's last
+    PutWord(1, static_cast<std::uint64_t>(name.number_ >> 64));
     room_[0] = static_cast<unsigned char>(name.name_.size());
-    PutWord(1, name.first_);
-    PutWord(8, name.second_);  // byte 7 is in both
   }
 
   operator std::string_view() const noexcept { return View(); }  // NOLINT(google-explicit-constructor)
 
-  // Without branches, which could not be foreseen in a search.
   bool operator<(const CNameProbe& name) const noexcept {
-    if (IsOnHeap() || name.name_.size() > CNameProbe::inPlace) return View() < name.name_;
-    const std::uint64_t first = Word(1);
-    const std::uint64_t second = Word(8);
-    const bool isShorter = (second == name.second_) & (room_[0] < name.name_.size());
-    return (first < name.first_) | ((first == name.first_) & ((second < name.second_) | isShorter));
+    return HasNumber(name) ? Number() < name.number_ : View() < name.name_;
   }
-  bool operator==(const CNameProbe& name) const noexcept { return View() == name.name_; }
+  bool operator<=(const CNameProbe& name) const noexcept {
+    return HasNumber(name) ? Number() <= name.number_ : View() <= name.name_;
+  }
+  bool operator==(const CNameProbe& name) const noexcept {
+    return HasNumber(name) ? Number() == name.number_ : View() == name.name_;
+  }
 
  private:
+  bool HasNumber(const CNameProbe& name) const noexcept { return !IsOnHeap() && name.IsInPlace(); }
+  // That of a probe of this name.
+  CNameProbe::NUMBER Number() const noexcept {
+    return CNameProbe::NUMBER{Word(1)} << 64 | Word(8) << 8 | room_[0];
+  }
   std::uint64_t Word(std::size_t at) const noexcept {
     return CNameProbe::Word<std::uint64_t>(reinterpret_cast<const char*>(room_ + at));
   }

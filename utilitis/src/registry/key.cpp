@@ -6,18 +6,16 @@
 namespace Qorv::IMPL {
 
 // A list in place of recursion: a tree may be deeper than the stack.
-void ReleaseKey(REGKEY* key) {
-  REGKEY* dead = nullptr;
-  const auto release = [&dead](REGKEY* one) {
-    if (one == nullptr || one->count.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
-    one->nextDead = dead;
-    dead = one;
-  };
-  release(key);
+void DestroyKey(REGKEY* key) {
+  REGKEY* dead = key;
   while (dead != nullptr) {
     const std::unique_ptr<REGKEY> gone(std::exchange(dead, dead->nextDead));
-    for (auto& [name, below] : gone->subkeys)
-      release(below.Detach());
+    for (auto& [name, share] : gone->subkeys) {
+      REGKEY* const below = share.Detach();
+      if (below == nullptr || below->count.fetch_sub(1, std::memory_order_acq_rel) != 1) continue;
+      below->nextDead = dead;
+      dead = below;
+    }
   }
 }
 

@@ -92,7 +92,7 @@ bool ForEachInSet(std::string_view packed, Take take);
 
 struct REGKEY;
 
-/// Gives one count back; with the last one the key goes, and all below it that nobody else holds, however deep.
+/// Gives one count back; with the last one the key goes.
 void ReleaseKey(REGKEY* key);
 
 /// One count of a key.
@@ -133,6 +133,13 @@ struct REGKEY {
   std::atomic<std::int64_t> count{1};
   REGKEY* nextDead = nullptr;  // while a tree is destroyed
 };
+
+/// Destroys a key without counts, and all below it that nobody else holds, however deep.
+void DestroyKey(REGKEY* key);
+
+inline void ReleaseKey(REGKEY* key) {
+  if (key->count.fetch_sub(1, std::memory_order_acq_rel) == 1) DestroyKey(key);
+}
 
 inline CRegShare CRegShare::Of(REGKEY* key) noexcept {
   if (key != nullptr) key->count.fetch_add(1, std::memory_order_relaxed);

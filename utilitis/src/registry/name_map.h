@@ -168,29 +168,32 @@ class CNameMap {
     bool isThere;
   };
 
-  // How many of the elements are before the name, as they are in order. One comparison for each halving, the outcome of which
-  // is no branch.
-  template <class Elements, class NameOf>
-  static std::size_t CountBefore(const Elements& elements, const CNameProbe& name, NameOf nameOf) noexcept {
+  // How many of `size` elements, which are in order, `isBefore` tells of. The answers are numbers and no branches, which
+  // could not be foreseen, and while there are many three are had at once.
+  template <class Element, class IsBefore>
+  static std::size_t CountBefore(const Element* elements, std::size_t size, IsBefore isBefore) noexcept {
     std::size_t before = 0;
-    for (std::size_t left = elements.size(); left != 0;) {
-      const std::size_t half = (left + 1) / 2;
-      before += nameOf(elements[before + half - 1]) < name ? half : 0;
-      left -= half;
+    const auto count = [&](std::size_t place) { return std::size_t{isBefore(elements[before + place])}; };
+    std::size_t left = size;
+    for (; left >= 4; left -= 3 * (left / 4)) {
+      const std::size_t part = left / 4;
+      before += part * (count(part - 1) + count(2 * part - 1) + count(3 * part - 1));
     }
-    return before;
+    std::size_t rest = 0;
+    for (std::size_t i = 0; i < left; ++i)
+      rest += count(i);
+    return before + rest;
   }
 
   // Where the name is, or would be: within or behind a block.
   PLACE PlaceOf(const CNameProbe& name) const noexcept {
-    // The last block that begins before the name, or the one behind that, if it begins with it.
-    std::size_t block =
-        CountBefore(blocks_, name, [](const BLOCK& b) -> const CRegName& { return b.front().first; });
-    const bool isFront = block != blocks_.size() && blocks_[block].front().first == name;
-    if (isFront || block == 0) return {block, 0, isFront};
-    const BLOCK& entries = blocks_[--block];
-    const std::size_t place =
-        CountBefore(entries, name, [](const value_type& e) -> const CRegName& { return e.first; });
+    if (size_ == 0) return {0, 0, false};
+    // The last block that does not begin behind the name, or the first one.
+    const std::size_t block = CountBefore(blocks_.data() + 1, blocks_.size() - 1,
+                                          [&](const BLOCK& b) { return b.front().first <= name; });
+    const BLOCK& entries = blocks_[block];
+    const std::size_t place = CountBefore(entries.data(), entries.size(),
+                                          [&](const value_type& entry) { return entry.first < name; });
     return {block, place, place != entries.size() && entries[place].first == name};
   }
 
