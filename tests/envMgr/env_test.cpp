@@ -2,19 +2,22 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <qorv/env_mgr.h>
 #include <qorv/error.h>
 
-#include "support/failure.h"
+#include "file/temp_folder.h"
 #include "support/row_name.h"
 
 namespace {
 
 using namespace Qorv;
+
+// Of the whole program: it is asked for once.
+const int encodingIsSet = ::setenv("QORV_DEFAULT_MBCS", "ISO-8859-1", 1);
 
 struct EXPANSION {
   const char* name;
@@ -74,13 +77,40 @@ TEST(Expand, EndsACircleAtItsDepth) {
   EXPECT_TRUE(text.find("$Q_SELF") != npos);
   const envMgr env;
   EXPECT_EQ(4u, env.Expand("$Q_SELF"_sv, 60).count("<"));
-  EXPECT_EQ("$Q_SELF", std::string(env.Expand("$Q_SELF"_sv, 64)));
+  EXPECT_EQ("<$Q_SELF>", std::string(env.Expand("$Q_SELF"_sv, 64)));
+  EXPECT_EQ("<$Q_SELF>", std::string(env.Expand("$Q_SELF"_sv, ~std::uint32_t{0})));
 }
 
 // Without a bound a value that holds itself twice would ask for 2^64 of it.
 TEST(Expand, StopsBeforeTextsOutgrowTheMachine) {
   SetSysEnv("Q_GROWS=xxxxxxxx$Q_GROWS$Q_GROWS"_sv);
   EXPECT_LT(ExpandEnvStr("$Q_GROWS"_sv).length(), std::uint64_t{17} << 20);
+  SetSysEnv("Q_SAME=1234567"_sv);
+  stringEx large;
+  for (int i = 0; i < 3'000'000; ++i)
+    large.append("$Q_SAME");
+  EXPECT_EQ(3'000'000u, ExpandEnvStr(large).count("1234567")) << "it does not grow";
+}
+
+// Each of them begins a token that ends at the one brace, and which nothing is called.
+TEST(Expand, TakesManyOpenBracesInOneStep) {
+  stringEx text;
+  for (int i = 0; i < 300'000; ++i)
+    text.append("${");
+  text.append("}");
+  EXPECT_EQ(text, envMgr().Expand(text));
+}
+
+// No part of such a name is one.
+TEST(Expand, LeavesWideTextAloneThatHasNoPlaceInTheEncoding) {
+  SetSysEnv("Q_A=value"_sv);
+  const envMgr env;
+  EXPECT_EQ(wstringEx(L"\u03b1 value \u03b2"), ExpandEnvStr(wstringEx(L"\u03b1 $Q_A \u03b2")));
+  EXPECT_EQ(wstringEx(L"\u03b1 value ${Q_\u03b1A}"), env.Expand(wstringEx(L"\u03b1 ${Q_A} ${Q_\u03b1A}")));
+  EXPECT_EQ(wstringEx(), ExpandEnvStr(wstringEx(L"${Q_\u03b1A}")));
+  EXPECT_EQ(wstringEx(), GetSysEnv(wstringEx(L"Q_\u03b1A")));
+  EXPECT_FALSE(SetSysEnv(wstringEx(L"Q_\u03b1A=other")));
+  EXPECT_EQ("value", std::string(GetSysEnv("Q_A"_sv)));
 }
 
 TEST(SysEnv, SetsAndRemoves) {
@@ -91,6 +121,19 @@ TEST(SysEnv, SetsAndRemoves) {
   EXPECT_TRUE(SetSysEnv("Q_A"_sv));
   EXPECT_EQ("", std::string(GetSysEnv("Q_A"_sv)));
   EXPECT_FALSE(SetSysEnv("=value"_sv));
+  EXPECT_FALSE(SetSysEnv(stringEx()));
+}
+
+// What the system would cut, or take for another variable.
+TEST(SysEnv, KnowsNoNameThatCannotBeOne) {
+  SetSysEnv("Q_A=b=c"_sv);
+  EXPECT_EQ("", std::string(GetSysEnv("Q_A=b"_sv)));
+  EXPECT_EQ("", std::string(GetSysEnv(stringEx("Q_A\0x", 5))));
+  EXPECT_EQ("", std::string(GetSysEnv(stringEx())));
+  EXPECT_FALSE(SetSysEnv(stringEx("Q_A\0=v", 6)));
+  EXPECT_FALSE(SetSysEnv(stringEx("Q_A=v\0w", 7)));
+  EXPECT_EQ("b=c", std::string(GetSysEnv("Q_A"_sv)));
+  EXPECT_EQ("${Q_A=b}", std::string(envMgr().Expand("${Q_A=b}"_sv)));
 }
 
 TEST(Store, GoesBeforeTheEnvironment) {
@@ -109,25 +152,54 @@ TEST(Store, GoesBeforeTheEnvironment) {
   env.EnumEnv(names);
   EXPECT_EQ((std::vector<stringEx>{stringEx("Q_BOTH"), stringEx("a")}), names);
 
-  // Its key is like any other.
-  const byteEx image = env.GetStore().Save();
-  envMgr other;
-  CFakeRegistry read;
-  read.Open(image.data(), image.length());
-  other.GetStore().Import(read);
-  EXPECT_TRUE(other.GetEnv("a"_sv, value));
   env.RemoveEnv("Q_BOTH"_sv);
   EXPECT_TRUE(env.GetEnv("Q_BOTH"_sv, value));
   env.GetStore().WriteValue("a", std::uint32_t{7});
   EXPECT_FALSE(env.GetEnv("a"_sv, value)) << "no text";
 }
 
-TEST(TempDir, IsTheSystemsOrOneBelow) {
-  SetSysEnv("TMPDIR=/"_sv);
+TEST(Store, IsSavedAndOpened) {
+  const TestSupport::TempFolder folder;
+  const stringEx path(folder.Path("store"));
   envMgr env;
-  EXPECT_EQ("/", std::string(env.GetTempDir()));
+  env.SetEnv("Q_KEPT"_sv, "1"_sv);
+  env.Save(path);
+  envMgr other;
+  other.SetEnv("Q_LOST"_sv, "2"_sv);
+  other.Open(path);
+  stringEx value;
+  EXPECT_TRUE(other.GetEnv("Q_KEPT"_sv, value));
+  EXPECT_FALSE(other.GetEnv("Q_LOST"_sv, value));
+  folder.Make("store", "no registry file");
+  EXPECT_THROW(other.Open(path), regExp);
+  EXPECT_TRUE(other.GetEnv("Q_KEPT"_sv, value)) << "what is refused changes nothing";
+}
+
+TEST(Store, ServesAllThreads) {
+  envMgr env;
+  env.SetEnv("Q_A"_sv, "x"_sv);
+  const stringEx temporary = envMgr().GetTempDir();
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 4; ++thread)
+    threads.emplace_back([&, own = stringEx("Q_" + std::to_string(thread))] {
+      for (int i = 0; i < 200; ++i) {
+        env.SetEnv(own, "$Q_A"_sv);
+        EXPECT_EQ("xx", std::string(env.Expand("$Q_A${" + own + "}")));
+        env.RemoveEnv(own);
+        EXPECT_EQ(temporary, env.GetTempDir());
+      }
+    });
+  for (std::thread& thread : threads)
+    thread.join();
+}
+
+TEST(TempDir, IsTheSystemsOrOneBelow) {
+  const TestSupport::TempFolder folder;
+  SetSysEnv(stringEx("TMPDIR=" + folder.Path()));
+  envMgr env;
+  EXPECT_EQ(folder.Path(), std::string(env.GetTempDir()));
   SetSysEnv("TMPDIR=/none"_sv);
-  EXPECT_EQ("/", std::string(env.GetTempDir())) << "it is kept";
+  EXPECT_EQ(folder.Path(), std::string(env.GetTempDir())) << "it is kept";
   EXPECT_EQ("./tmp", std::string(envMgr().GetTempDir()));
   SetSysEnv("TMPDIR"_sv);
 }

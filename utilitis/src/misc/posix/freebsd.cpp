@@ -115,6 +115,10 @@ const char* CommandLineFile() noexcept {
   return "/proc/curproc/cmdline";
 }
 
+char EnvMarker() noexcept {
+  return '$';
+}
+
 const char* MemoryMapFile() noexcept {
   return "/proc/curproc/map";
 }

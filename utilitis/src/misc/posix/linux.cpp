@@ -103,6 +103,10 @@ const char* CommandLineFile() noexcept {
   return "/proc/self/cmdline";
 }
 
+char EnvMarker() noexcept {
+  return '$';
+}
+
 const char* MemoryMapFile() noexcept {
   return "/proc/self/maps";
 }

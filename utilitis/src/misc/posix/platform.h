@@ -54,6 +54,9 @@ std::int64_t Uptime() noexcept;
 /// Path of the file that holds the process's arguments, each with a zero behind it.
 const char* CommandLineFile() noexcept;
 
+/// What begins a reference to a variable of the environment.
+char EnvMarker() noexcept;
+
 /// Path of the file that tells what is mapped into the process's memory, and where.
 const char* MemoryMapFile() noexcept;
 
