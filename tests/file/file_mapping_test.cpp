@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <cstring>
+#include <limits>
 #include <optional>
 #include <string>
 
@@ -53,7 +54,8 @@ struct RangeRow {
   const char* name;
   std::int64_t pages;  // the offset is this many pages and bytes
   std::int64_t bytes;
-  std::uint64_t size;
+  std::uint64_t sizePages;  // and so is the size
+  std::int64_t sizeBytes;
 };
 
 class Ranges : public FileMapping, public testing::WithParamInterface<RangeRow> {};
@@ -65,25 +67,25 @@ TEST_P(Ranges, HoldWhatTheFileHasThere) {
     content += static_cast<char>('a' + i * 7 % 23);
   const stringEx path = Text(folder_.Make("file", content));
   const auto offset = GetParam().pages * static_cast<std::int64_t>(page_) + GetParam().bytes;
+  const std::size_t size = GetParam().sizePages * page_ + static_cast<std::size_t>(GetParam().sizeBytes);
   const CFileMapping mapping(path, readWrite);
-  CFileMapping::CView view(mapping, offset, GetParam().size, readWrite);
-  EXPECT_EQ(Bytes(view), content.substr(static_cast<std::size_t>(offset), GetParam().size));
+  CFileMapping::CView view(mapping, offset, size, readWrite);
+  EXPECT_EQ(Bytes(view), content.substr(static_cast<std::size_t>(offset), size));
   EXPECT_EQ(reinterpret_cast<std::uintptr_t>(view.GetAddress()) % page_,
             static_cast<std::size_t>(offset) % page_);
 
-  std::memset(view.GetAddress(), '!', GetParam().size);
+  std::memset(view.GetAddress(), '!', size);
   view.Flush();
-  content.replace(static_cast<std::size_t>(offset), GetParam().size, GetParam().size, '!');
+  content.replace(static_cast<std::size_t>(offset), size, size, '!');
   EXPECT_EQ(folder_.Content("file"), content);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, Ranges,
-                         testing::Values(RangeRow{"FromTheStart", 0, 0, 5}, RangeRow{"OddOffset", 0, 5, 100},
-                                         RangeRow{"OddOffsetWholePage", 0, 5, 4096},
-                                         RangeRow{"SecondPage", 1, 0, 4096},
-                                         RangeRow{"OverThreePages", 0, 4095, 4098},
-                                         RangeRow{"LastByte", 2, 4095, 1}),
-                         rowName);
+INSTANTIATE_TEST_SUITE_P(
+    Rows, Ranges,
+    testing::Values(RangeRow{"FromTheStart", 0, 0, 0, 5}, RangeRow{"OddOffset", 0, 5, 0, 100},
+                    RangeRow{"OddOffsetWholePage", 0, 5, 1, 0}, RangeRow{"SecondPage", 1, 0, 1, 0},
+                    RangeRow{"OverThreePages", 1, -1, 1, 2}, RangeRow{"LastByte", 3, -1, 0, 1}),
+    rowName);
 
 TEST_F(FileMapping, PrivateCopyKeepsItsChangesToItself) {
   const stringEx path = Text(folder_.Make("file", "content"));
@@ -118,13 +120,37 @@ TEST_F(FileMapping, DescriptorOfTheCallerStaysHisOwn) {
 }
 
 TEST_F(FileMapping, KnowsTheNameOfItsFile) {
-  for (const char* const name : {"plain", "with a blank", "line\nbreak", "ends in blank "}) {
+  for (const char* const name :
+       {"plain", "with a blank", "line\nbreak", "ends in blank ", "plain\\012text"}) {
     const stringEx path = Text(folder_.Make(name, "x"));
     EXPECT_EQ(CFileMapping(path, PROT_READ).GetFileName(), path);
   }
   const stringEx empty = Text(folder_.Make("empty", ""));
   EXPECT_EQ(CFileMapping(empty, PROT_READ).GetFileName(), empty);
   EXPECT_EQ(CFileMapping(empty.to_wide(), PROT_READ).GetFileName(), empty);
+}
+
+TEST_F(FileMapping, NameOfWhatIsGoneIsTheMapsOwn) {
+  const std::string path = folder_.Make("line\nbreak", "x");
+  const CFileMapping mapping(Text(path), PROT_READ);
+  ASSERT_EQ(::unlink(path.c_str()), 0);
+  EXPECT_EQ(mapping.GetFileName(), Text(path + " (deleted)"));
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
+  EXPECT_EQ(FailureOf<fmppExp>([&] { CFileMapping(ends[0]).GetFileName(); }).substr(0, 4), "27: ");
+  ::close(ends[0]);
+  ::close(ends[1]);
+}
+
+TEST_F(FileMapping, ViewGoesWhereItIsWanted) {
+  const CFileMapping mapping(Text(folder_.Make("file", std::string(2 * page_, 'x'))), PROT_READ);
+  void* place = nullptr;
+  {
+    const CFileMapping::CView view(mapping, 0, page_, PROT_READ);
+    place = view.GetAddress();
+  }
+  const CFileMapping::CView view(mapping, static_cast<std::int64_t>(page_) + 5, 9, PROT_READ, place);
+  EXPECT_EQ(view.GetAddress(), static_cast<unsigned char*>(place) + 5);
 }
 
 TEST_F(FileMapping, FileThatCannotBeOpenedIsTold) {
@@ -172,7 +198,11 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedViewRow{"MoreThanThereIs", readWrite, 5, ~std::uint64_t{0}, PROT_READ,
                        "  size       = 18446744073709551615\n  address    = (nil)\n  offset     = 5\n"
                        "  protection = 0x1\n  flags      = 0x1\n  error code = 12\n"
-                       "  error desc = insufficient memory"}),
+                       "  error desc = insufficient memory"},
+        RefusedViewRow{"BehindAllOffsets", readWrite, std::numeric_limits<std::int64_t>::max(), 7, PROT_READ,
+                       "  size       = 7\n  address    = (nil)\n  offset     = 9223372036854775807\n"
+                       "  protection = 0x1\n  flags      = 0x1\n  error code = 75\n  error desc = "
+                       "unexpect system error: Value too large for defined data type"}),
     rowName);
 
 TEST_F(FileMapping, WhatTheSystemSeldomRefusesIsTold) {
@@ -192,8 +222,17 @@ TEST_F(FileMapping, WhatTheSystemSeldomRefusesIsTold) {
                 address +
                 "\n  size       = 2\n  error code = 22\n"
                 "  error desc = unexpect system error: Invalid argument");
+  EXPECT_NE(view.GetAddress(), nullptr) << "it is still there";
+  EXPECT_NO_THROW(view._Release());
   EXPECT_EQ(view.GetAddress(), nullptr);
   EXPECT_NO_THROW(view._Release());
+  EXPECT_NO_THROW(view.Flush());
+  Refuse("munmap", EINVAL);
+  EXPECT_NO_THROW(CFileMapping::CView(mapping, 5, 2, readWrite)) << "nobody could be told";
+  Refuse("dup", EMFILE);
+  EXPECT_EQ(FailureOf<fmppExp>([] { CFileMapping{0}; }),
+            "26: CFileMapping::CFileMapping - failed create file mapping\n  error code = 24\n"
+            "  error desc = the number of file descriptors in use by this process would exceed");
 }
 
 TEST_F(FileMapping, ClosingFailsWithTheMappingsOwnClass) {
@@ -222,6 +261,10 @@ TEST_F(FileMapping, PageThatTheFileHasLostCannotBeTouched) {
   int status = 0;
   ASSERT_EQ(::waitpid(child, &status, 0), child);
   EXPECT_EQ(WEXITSTATUS(status), 7);
+  const CFileMapping::CView beyond(mapping, static_cast<std::int64_t>(4 * page_), page_, PROT_READ);
+  EXPECT_NE(beyond.GetAddress(), nullptr) << "it may be there before the file is";
+  ASSERT_EQ(::truncate(path.c_str(), static_cast<off_t>(5 * page_)), 0);
+  EXPECT_EQ(beyond.GetAddress()[page_ - 1], 0);
 }
 
 }  // namespace

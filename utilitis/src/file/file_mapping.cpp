@@ -1,9 +1,9 @@
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <utility>
 
 #include <qorv/file.h>
 #include <qorv/process.h>
@@ -46,6 +46,22 @@ stringEx Formatted(const char* format, auto value) {
   return text;
 }
 
+// True if the path leads to the open file.
+bool LeadsTo(const stringEx& path, int descriptor) {
+  struct stat there;
+  struct stat here;
+  return ::stat(path.data(), &there) == 0 && ::fstat(descriptor, &here) == 0 && there.st_dev == here.st_dev &&
+         there.st_ino == here.st_ino;
+}
+
+// A path as the map writes it. A line feed is "\012" there, as these four characters are themselves.
+stringEx OfMap(std::string_view name, int descriptor) {
+  stringEx asWritten(name);
+  stringEx meant = asWritten;
+  if (meant.replace("\\012", "\n") == 0 || LeadsTo(meant, descriptor)) return meant;
+  return LeadsTo(asWritten, descriptor) ? asWritten : meant;
+}
+
 std::uint64_t PageSize() {
   const std::uint32_t told = CPlatform::GetInfo().pageSize;
   return told != 0 ? told : 4096;
@@ -84,7 +100,12 @@ CFileMapping::CFileMapping(int descriptor) {
         .Errno("  error code = ", "  error desc = ", error, duplicateTexts)
         .Throw<fmppExp>(fileCode::createMapping);
   }
-  holder_.file = CSysFile::Adopt(own);
+  try {
+    holder_.file = CSysFile::Adopt(own);
+  } catch (...) {
+    ::close(own);
+    throw;
+  }
 }
 
 stringEx CFileMapping::GetFileName() const {
@@ -101,9 +122,7 @@ stringEx CFileMapping::GetFileName() const {
       IMPL::platform::FindMappedFile(map, reinterpret_cast<std::uintptr_t>(view.GetAddress()));
   if (name.empty())
     refusal.Field("  error desc = ", "mapping not found\n").Throw<fmppExp>(fileCode::mappingName);
-  stringEx path(name);
-  path.replace("\\012", "\n");  // the one character that the map writes so
-  return path;
+  return OfMap(name, static_cast<int>(holder_.file.GetSysHandle()));
 }
 
 CFileMapping::CView::CView(const CFileMapping& mapping, const std::int64_t& offset, std::uint64_t size,
@@ -115,7 +134,7 @@ CFileMapping::CView::CView(const CFileMapping& mapping, const std::int64_t& offs
 CFileMapping::CView::~CView() noexcept(false) {
   try {
     _Release();
-  } catch (const fmppExp&) {
+  } catch (...) {
   }
 }
 
@@ -146,6 +165,7 @@ void CFileMapping::CView::SetupMapView(int descriptor, const std::int64_t& offse
 }
 
 void CFileMapping::CView::Flush() {
+  if (address_ == nullptr) return;
   if (IMPL::RetryOnEintr([this] { return ::msync(address_ - delta_, size_ + delta_, MS_SYNC); }) >= 0) return;
   const int error = errno;
   CMessage("CFileMapping::CView::Flush - failed flush view to file\n")
@@ -157,16 +177,17 @@ void CFileMapping::CView::Flush() {
 
 void CFileMapping::CView::_Release() {
   if (address_ == nullptr) return;
-  unsigned char* const address = std::exchange(address_, nullptr);
-  const std::uint64_t size = std::exchange(size_, 0);
-  const std::uint64_t delta = std::exchange(delta_, 0);
-  if (::munmap(address - delta, size + delta) == 0) return;
-  const int error = errno;
-  CMessage("CFileMapping::CView::_Release - failed unmap file view\n")
-      .Field("  address    = ", Formatted("%p", address))
-      .Field("  size       = ", size)
-      .Errno("  error code = ", "  error desc = ", error, {})
-      .Throw<fmppExp>(fileCode::releaseView);
+  if (::munmap(address_ - delta_, size_ + delta_) != 0) {
+    const int error = errno;
+    CMessage("CFileMapping::CView::_Release - failed unmap file view\n")
+        .Field("  address    = ", Formatted("%p", address_))
+        .Field("  size       = ", size_)
+        .Errno("  error code = ", "  error desc = ", error, {})
+        .Throw<fmppExp>(fileCode::releaseView);
+  }
+  address_ = nullptr;
+  size_ = 0;
+  delta_ = 0;
 }
 
 }  // namespace Qorv

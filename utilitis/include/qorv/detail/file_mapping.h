@@ -16,7 +16,7 @@ inline constexpr std::uint32_t mapPrivateCopy = 0x40000000;
 /// outlives the mapping it came from.
 ///
 /// Failures are fmppExp with a number of fileCode. The object has no lock: copies may live in different threads, but one
-/// object must not be changed while another thread uses it.
+/// object must not go while another thread uses it.
 class CFileMapping {
  public:
   class CView;
@@ -25,14 +25,15 @@ class CFileMapping {
   /// writing. Code 25.
   CFileMapping(const stringEx& path, std::uint32_t protection);
   CFileMapping(const wstringEx& path, std::uint32_t protection);
-  /// Takes a descriptor of its own for the open file; the caller keeps his. Code 26.
+  /// Takes a descriptor of its own for the open file; the caller keeps his. Code 26. Programs that this one starts inherit it.
   explicit CFileMapping(int descriptor);
   CFileMapping(const CFileMapping&) noexcept = default;
   CFileMapping& operator=(const CFileMapping&) = delete;
   /// The last holder of the descriptor closes it. Code 29 unless another exception is unwinding.
   ~CFileMapping() noexcept(false) = default;
 
-  /// The path of the mapped file, as the system's memory map of the process names it. Code 31.
+  /// The path of the mapped file, as the system's memory map of the process names it; the system may add a word to that of a
+  /// deleted one. Code 31, and code 27 for a file of which the system maps no page for reading.
   stringEx GetFileName() const;
 
  private:
@@ -41,7 +42,6 @@ class CFileMapping {
     CSysFile file;
     HOLDER() = default;
     HOLDER(const HOLDER&) noexcept = default;
-    HOLDER(HOLDER&& other) : file(other.file) { other.file.Close(); }
     HOLDER& operator=(const HOLDER&) = delete;
     ~HOLDER() noexcept(false);
   };
@@ -64,16 +64,17 @@ class CFileMapping::CView {
         void* wanted = nullptr);
   CView(const CView&) = delete;
   CView& operator=(const CView&) = delete;
-  /// Gives the range back; a failure of that is dropped.
+  /// Gives the range back; a failure of that is dropped. The last holder of the descriptor closes it: code 29 unless another
+  /// exception is unwinding.
   ~CView() noexcept(false);
 
   /// The byte at the offset; null behind _Release.
   unsigned char* GetAddress() const noexcept { return address_; }
   std::uint64_t GetSize() const noexcept { return size_; }
 
-  /// Brings all that was written to the file, and waits for it. Code 30.
+  /// Brings all that was written to the file, and waits for it. Code 30. Nothing behind _Release.
   void Flush();
-  /// Gives the range back now. A second time does nothing. Code 28, and the view is empty all the same.
+  /// Gives the range back now; the descriptor goes with the view. A second time does nothing. Code 28, and the range stays.
   void _Release();
 
  private:
