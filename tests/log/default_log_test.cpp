@@ -7,8 +7,8 @@
 #include <limits>
 #include <string>
 
-#include "log/memory.h"
 #include "log/recorder.h"
+#include "support/memory.h"
 
 namespace {
 
@@ -17,6 +17,7 @@ using Qorv::LogHandle;
 using Qorv::MakeHandle;
 using Qorv::operator""_sv;
 using namespace TestLog;
+using TestSupport::Allocations;
 
 TEST(DefaultLog, WithoutOneAllIsQuiet) {
   CLog::SetLevel(0);

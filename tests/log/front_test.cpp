@@ -5,10 +5,10 @@
 #include <cwchar>
 #include <string>
 
-#include "log/memory.h"
 #include "log/recorder.h"
 #include "support/actor.h"
 #include "support/failure.h"
+#include "support/memory.h"
 #include "support/row_name.h"
 
 namespace {
@@ -19,6 +19,8 @@ using Qorv::MakeHandle;
 using Qorv::stringEx;
 using Qorv::operator""_sv;
 using namespace TestLog;
+using TestSupport::Allocations;
+using TestSupport::CMemoryIsOut;
 using TestSupport::FailureOf;
 
 struct LevelRow {

@@ -16,7 +16,7 @@
 #include <qorv/loggers.h>
 
 #include "file/temp_folder.h"
-#include "log/memory.h"
+#include "support/memory.h"
 #include "support/refusal.h"
 #include "support/row_name.h"
 
@@ -196,14 +196,14 @@ TEST_F(Loggers, FileLineIsOneWriteAndNoMemory) {
   const stringEx channel("trd.reader"), message(std::string(300, 'm').c_str());
   CTime time(1'600'000'000'000'000);
   logger.Log(time, 1, channel, message);
-  const long allocations = TestLog::Allocations();
+  const long allocations = TestSupport::Allocations();
   writes = 0;
   for (int i = 0; i < 100; ++i) {
     logger.Log(time, i % 7, channel, message);
     time = CTime(time.GetValue() + 130'001);
   }
   EXPECT_EQ(writes, 100);
-  EXPECT_EQ(TestLog::Allocations(), allocations);
+  EXPECT_EQ(TestSupport::Allocations(), allocations);
 }
 
 TEST_F(Loggers, FileLineThatFailsIsLostWhole) {
@@ -214,7 +214,7 @@ TEST_F(Loggers, FileLineThatFailsIsLostWhole) {
   Refuse("write", ENOSPC);
   logger.Log(time, 1, "c"_sv, "on the full disk"_sv);
   {
-    const TestLog::CMemoryIsOut memoryIsOut;
+    const TestSupport::CMemoryIsOut memoryIsOut;
     logger.Log(CTime(10'000'000), 1, "c"_sv, longMessage);
   }
   logger.Log(time, 1, "c"_sv, "behind"_sv);

@@ -1,16 +1,16 @@
-#include "log/memory.h"
+#include "support/memory.h"
 
 #include <cstdlib>
+#include <limits>
 #include <new>
 
 namespace {
 
 thread_local long allocations = 0;
-thread_local bool isOut = false;
+thread_local long last = std::numeric_limits<long>::max();  // that is granted
 
 bool MayAllocate() {
-  ++allocations;
-  return !isOut;
+  return ++allocations <= last;
 }
 
 }  // namespace
@@ -35,17 +35,17 @@ void operator delete(void* room, std::size_t) noexcept {
 }
 // NOLINTEND
 
-namespace TestLog {
+namespace TestSupport {
 
 long Allocations() {
   return allocations;
 }
 
-CMemoryIsOut::CMemoryIsOut() {
-  isOut = true;
+CMemoryIsOut::CMemoryIsOut(long times) {
+  last = allocations + times;
 }
 CMemoryIsOut::~CMemoryIsOut() {
-  isOut = false;
+  last = std::numeric_limits<long>::max();
 }
 
-}  // namespace TestLog
+}  // namespace TestSupport
