@@ -7,9 +7,15 @@
 
 #include <chrono>
 #include <cstring>
+#include <deque>
+#include <fstream>
 #include <functional>
+#include <map>
 #include <optional>
+#include <random>
+#include <sstream>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -437,6 +443,52 @@ TEST_F(ProcSync, SignalsBreakNothingOff) {
   EXPECT_FALSE(event.TimedWaitEvent(50));
   EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(100)) << "to the end of their time";
   EXPECT_GT(signals.Count(), 50);
+}
+
+// The numbers of the files behind an event and its mutex, as the memory map tells them.
+std::pair<long, long> FilesOf(const stringEx& name) {
+  std::pair<long, long> files{-1, -1};
+  std::ifstream map("/proc/self/maps");
+  const std::string path = "/dev/shm" + std::string(name);
+  for (std::string line; std::getline(map, line);) {
+    std::istringstream fields(line);
+    std::string range, rights, offset, device, mapped;
+    long node = 0;
+    fields >> range >> rights >> offset >> device >> node >> mapped;
+    if (mapped == path) files.first = node;
+    if (mapped == path + ".lock") files.second = node;
+  }
+  return files;
+}
+
+// All who share an event share its mutex, also with openers that come while its creator goes.
+TEST_F(ProcSync, EventKeepsItsLock) {
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
+  {
+    std::deque<Child> children;
+    for (unsigned child = 0; child < 4; ++child)
+      children.emplace_back([this, child, &ends] {
+        std::minstd_rand random(child + 1);
+        for (int i = 0; i < 300; ++i) {
+          const CProcEvent event(name_);
+          const auto files = FilesOf(name_);
+          if (::write(ends[1], &files, sizeof(files)) != sizeof(files)) return 1;
+          ::usleep(static_cast<useconds_t>(random() % 200));
+        }
+        return 0;
+      });
+    ::close(ends[1]);
+    std::map<long, long> locks;
+    int mixed = 0;
+    for (std::pair<long, long> files; ::read(ends[0], &files, sizeof(files)) == sizeof(files);)
+      mixed += locks.emplace(files).first->second != files.second || files.second < 0 ? 1 : 0;
+    EXPECT_EQ(mixed, 0);
+    EXPECT_GT(locks.size(), 1U);
+    for (Child& child : children)
+      EXPECT_EQ(child.Await(), 0);
+  }
+  ::close(ends[0]);
 }
 
 struct RefusedStepRow {

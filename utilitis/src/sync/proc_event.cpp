@@ -1,14 +1,14 @@
-#include <fcntl.h>
-
 #include <cerrno>
 #include <tuple>
 
 #include <qorv/misc.h>
 #include <qorv/sync.h>
 
+#include "file/dir_common.h"
 #include "file/narrow.h"
 #include "sync/deadline.h"
 #include "sync/lock_texts.h"
+#include "sync/shared_name.h"
 
 namespace Qorv {
 namespace {
@@ -33,7 +33,7 @@ bool IsEarlier(const timespec& a, const timespec& b) noexcept {
                              syncCode::wait);
 }
 
-stringEx LockName(const stringEx& name) {
+stringEx GuardName(const stringEx& name) {
   return name + ".lock";
 }
 
@@ -45,14 +45,21 @@ struct CProcEvent::BLOCK {
   std::uint32_t raises;
 };
 
-CProcEvent::CProcEvent(const stringEx& name) : CShMem(name, sizeof(BLOCK), O_RDWR), guard_(LockName(name)) {
-  if (!IsCreated()) return;  // made, and with no need of the guard: the memory has held this opener back
-  Guard guard(guard_);
-  CreateNamedEvent();
+// The event's memory holds back all others until its mutex is there as well.
+CProcEvent::CProcEvent(const stringEx& name) : CShMem(ALONE(), name, sizeof(BLOCK)), guard_(GuardName(name)) {
+  if (IsCreated()) {
+    Guard guard(guard_);
+    CreateNamedEvent();
+  }
   SetReady();
 }
 
 CProcEvent::CProcEvent(const wstringEx& name) : CProcEvent(IMPL::NarrowForSystem(name)) {}
+
+// The names go with the members and the base, behind this.
+CProcEvent::~CProcEvent() noexcept(false) {
+  BeginRemoval();
+}
 
 void CProcEvent::CreateNamedEvent() {
   pthread_condattr_t attributes;
@@ -119,8 +126,9 @@ bool CProcEvent::AwaitRaise(const timespec* deadline) {
 }
 
 bool CProcEvent::Remove(const stringEx& name) {
-  const bool hasLock = CShMem::Remove(LockName(name));
-  return CShMem::Remove(name) || hasLock;
+  const IMPL::CDescriptor lock(LockName(IMPL::SharedName(name)));
+  const bool hasGuard = CShMem::Remove(GuardName(name));
+  return CShMem::Remove(name) || hasGuard;
 }
 
 bool CProcEvent::WaitEvent() {

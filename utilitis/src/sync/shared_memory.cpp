@@ -65,12 +65,20 @@ struct CShMem::HEAD {
 // opener, while he looks.
 CShMem::CShMem(const stringEx& name, std::uint64_t size, int access, std::uint32_t permissions)
     : name_(IMPL::SharedName(name)), size_(size) {
+  Open(access, permissions, false);
+}
+
+CShMem::CShMem(ALONE, const stringEx& name, std::uint64_t size) : name_(IMPL::SharedName(name)), size_(size) {
+  Open(O_RDWR, 0666, true);
+}
+
+void CShMem::Open(int access, std::uint32_t permissions, bool isAlone) {
   static_assert(std::atomic<std::uint64_t>::is_always_lock_free, "a lock of one process is none for others");
-  const std::uint64_t whole = size + HEAD::size;
-  if (whole < size || whole > static_cast<std::uint64_t>(INT64_MAX))
+  const std::uint64_t whole = size_ + HEAD::size;
+  if (whole < size_ || whole > static_cast<std::uint64_t>(INT64_MAX))
     Refuse("CShMem::CShMem - failed open shared memory\n", EFBIG, fileCode::resize);
   const auto end = std::chrono::steady_clock::now() + patience;
-  while (!TryOpen(access, permissions)) {
+  while (!TryOpen(access, permissions, isAlone)) {
     if (access == O_RDONLY && std::chrono::steady_clock::now() >= end)
       Refuse("CShMem::CShMem - failed open shared memory\n", ENOENT, fileCode::open);
     if (access == O_RDONLY) Pause();
@@ -93,7 +101,7 @@ void CShMem::Refuse(const char* heading, int error, std::uint32_t code) const {
 }
 
 // False if the name has gone meanwhile, or there is nothing yet to be read.
-bool CShMem::TryOpen(int access, std::uint32_t permissions) {
+bool CShMem::TryOpen(int access, std::uint32_t permissions, bool isAlone) {
   constexpr const char* heading = "CShMem::CShMem - failed open shared memory\n";
   const bool readsOnly = access == O_RDONLY;
   IMPL::CDescriptor descriptor(RetryOnEintr([&] {
@@ -124,13 +132,15 @@ bool CShMem::TryOpen(int access, std::uint32_t permissions) {
   }
   head_ = static_cast<HEAD*>(start);
   block_ = static_cast<unsigned char*>(start) + HEAD::size;
-  if (isReady) {
-    ::flock(descriptor.Get(), LOCK_UN);  // the mapping would keep it
-  } else {
+  if (!isReady) {
     isCreated_ = true;
-    creator_ = ::getpid();
     file_ = found.st_ino;
+  }
+  owner_ = ::getpid();
+  if (!isReady || isAlone) {
     maker_ = descriptor.Disclaim();
+  } else {
+    ::flock(descriptor.Get(), LOCK_UN);  // the mapping would keep it
   }
   return true;
 }
@@ -160,20 +170,32 @@ void CShMem::SetReady() noexcept {
 
 void CShMem::EndMaking() noexcept {
   if (maker_ < 0) return;
-  ::flock(maker_, LOCK_UN);
+  if (owner_ == ::getpid()) ::flock(maker_, LOCK_UN);  // a child that was forked off shares the lock
   ::close(std::exchange(maker_, -1));
 }
 
-// Only the name of this very memory, and by the process that made it: a child that was forked off has the object as well.
-void CShMem::RemoveOwnName() noexcept {
-  if (creator_ != ::getpid()) return;
-  const IMPL::CDescriptor descriptor(RetryOnEintr([&] { return ::shm_open(name_.data(), O_RDONLY, 0); }));
-  if (descriptor.Get() >= 0 && StatusOf(descriptor.Get()).st_ino == file_) ::shm_unlink(name_.data());
+// Waits no longer than an opener needs: one who is stopped must not stop the end as well.
+int CShMem::LockName(const stringEx& name) noexcept {
+  const int descriptor = RetryOnEintr([&] { return ::shm_open(name.data(), O_RDONLY, 0); });
+  const auto end = std::chrono::steady_clock::now() + patience;
+  while (descriptor >= 0 && ::flock(descriptor, LOCK_EX | LOCK_NB) != 0 &&
+         std::chrono::steady_clock::now() < end)
+    Pause();
+  return descriptor;
+}
+
+// Only of the name of this very memory, and by the process that made it: a child that was forked off has the object as well.
+bool CShMem::BeginRemoval() noexcept {
+  if (!isCreated_ || owner_ != ::getpid()) return false;
+  if (maker_ < 0) maker_ = LockName(name_);
+  if (maker_ < 0) return false;
+  const struct stat status = StatusOf(maker_);
+  return status.st_ino == file_ && status.st_nlink != 0;
 }
 
 void CShMem::Release() {
   if (block_ == nullptr) return;
-  if (isCreated_) RemoveOwnName();
+  if (BeginRemoval()) ::shm_unlink(name_.data());
   EndMaking();  // if it is not made, whoever waits begins anew
   block_ = nullptr;
   if (::munmap(std::exchange(head_, nullptr), size_ + HEAD::size) != 0)

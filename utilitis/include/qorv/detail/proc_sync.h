@@ -85,6 +85,9 @@ class CProcEvent : public CShMem {
  public:
   explicit CProcEvent(const stringEx& name);
   explicit CProcEvent(const wstringEx& name);
+  CProcEvent(const CProcEvent&) = delete;
+  CProcEvent& operator=(const CProcEvent&) = delete;
+  ~CProcEvent() noexcept(false);
 
   /// Removes both names, whoever has the event. False if there were none. As of CShMem.
   static bool Remove(const stringEx& name);

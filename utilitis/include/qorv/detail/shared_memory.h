@@ -48,12 +48,22 @@ class CShMem {
   /// Removes a name, whoever has the block. False if there is none. Code 6.
   static bool Remove(const stringEx& name);
 
+ protected:
+  // For what has a second name, which belongs to the first one: whether or not the block is new, all others wait, until
+  // SetReady is called.
+  struct ALONE {};
+  CShMem(ALONE, const stringEx& name, std::uint64_t size);
+  // Make openers wait until this object, or the descriptor, goes: they find both names then, or none. False, or -1, if there
+  // is no such name, or it is not this object's to be removed.
+  bool BeginRemoval() noexcept;
+  static int LockName(const stringEx& name) noexcept;
+
  private:
   struct HEAD;
 
-  bool TryOpen(int access, std::uint32_t permissions);
+  void Open(int access, std::uint32_t permissions, bool isAlone);
+  bool TryOpen(int access, std::uint32_t permissions, bool isAlone);
   void SetSize(int descriptor) const;
-  void RemoveOwnName() noexcept;
   void EndMaking() noexcept;
   [[noreturn]] void Refuse(const char* heading, int error, std::uint32_t code) const;
 
@@ -62,8 +72,8 @@ class CShMem {
   HEAD* head_ = nullptr;
   void* block_ = nullptr;
   bool isCreated_ = false;
-  int maker_ = -1;  // the locked file, as long as the block is being made
-  pid_t creator_ = 0;
+  int maker_ = -1;  // the locked file, as long as others are to wait
+  pid_t owner_ = 0;
   ino_t file_ = 0;
 };
 
