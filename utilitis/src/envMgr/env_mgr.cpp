@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <string_view>
 
 #include <qorv/file.h>
@@ -37,14 +36,14 @@ std::uint64_t NameLength(const Text& text) noexcept {
 }
 
 // The value of a variable, null if it is not set. As getenv, but a name that no variable can have finds none, and is not
-// copied.
+// copied, nor looked at beyond the longest variable.
 const char* Variable(std::string_view name) noexcept {
-  constexpr std::string_view noParts("=\0", 2);
   if (name.empty() || environ == nullptr) return nullptr;
   for (const char* const* entry = environ; *entry != nullptr; ++entry) {
-    if (std::strncmp(*entry, name.data(), name.size()) != 0) continue;
-    if (name.find_first_of(noParts) != std::string_view::npos) return nullptr;
-    if ((*entry)[name.size()] == '=') return *entry + name.size() + 1;
+    if (**entry != name.front()) continue;
+    const std::string_view line(*entry);
+    if (line.size() <= name.size() || line[name.size()] != '=' || !line.starts_with(name)) continue;
+    if (name.find('=') == std::string_view::npos) return *entry + name.size() + 1;
   }
   return nullptr;
 }
