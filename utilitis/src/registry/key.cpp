@@ -12,7 +12,7 @@ void DestroyKey(REGKEY* key) {
     const std::unique_ptr<REGKEY> gone(std::exchange(dead, dead->nextDead));
     for (auto& [name, share] : gone->subkeys) {
       REGKEY* const below = share.Detach();
-      if (below == nullptr || below->count.fetch_sub(1, std::memory_order_acq_rel) != 1) continue;
+      if (below == nullptr || AddTo(below->count, std::int64_t{-1}, std::memory_order_acq_rel) != 1) continue;
       below->nextDead = dead;
       dead = below;
     }

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include <qorv/detail/kill_hold.h>
+#include <qorv/detail/one_thread.h>
 #include <qorv/error.h>
 #include <qorv/registry.h>
 
@@ -138,11 +139,11 @@ struct REGKEY {
 void DestroyKey(REGKEY* key);
 
 inline void ReleaseKey(REGKEY* key) {
-  if (key->count.fetch_sub(1, std::memory_order_acq_rel) == 1) DestroyKey(key);
+  if (AddTo(key->count, std::int64_t{-1}, std::memory_order_acq_rel) == 1) DestroyKey(key);
 }
 
 inline CRegShare CRegShare::Of(REGKEY* key) noexcept {
-  if (key != nullptr) key->count.fetch_add(1, std::memory_order_relaxed);
+  if (key != nullptr) AddTo(key->count, std::int64_t{1}, std::memory_order_relaxed);
   return CRegShare(key);
 }
 

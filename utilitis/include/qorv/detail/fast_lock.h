@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include <qorv/detail/kill_hold.h>
+#include <qorv/detail/one_thread.h>
 #include <qorv/detail/scope_lock.h>
 #include <qorv/detail/semaphore.h>
 #include <qorv/detail/thread_annotations.h>
@@ -73,8 +74,8 @@ class CSharedSpin {
   }
 };
 
-/// Recursive lock of one atomic counter. Entering and leaving without contention is one atomic operation each
-/// and no system call; a semaphore exists only once two threads have met and one had to wait.
+/// Recursive lock of one atomic counter. Entering and leaving without contention is one atomic operation each, none as long
+/// as the process has one thread, and no system call; a semaphore exists only once two threads have met and one had to wait.
 ///
 /// count  | meaning
 /// -------|---------------------------------------------------------------------------------
@@ -122,13 +123,11 @@ class QORV_CAPABILITY("lock") CFastLock : public Spin {
 
   void Leave() QORV_RELEASE() {
     if (--depth_ > 0) {
-      count_.fetch_sub(1, std::memory_order_relaxed);
+      AddTo(count_, std::int64_t{-1}, std::memory_order_relaxed);
       return;
     }
     owner_.store(0, std::memory_order_relaxed);
-    std::int64_t alone = 0;
-    if (!count_.compare_exchange_strong(alone, -1, std::memory_order_release, std::memory_order_relaxed))
-      HandOver();
+    if (!Replace(count_, std::int64_t{0}, std::int64_t{-1}, std::memory_order_release)) HandOver();
   }
 
  private:
@@ -138,13 +137,12 @@ class QORV_CAPABILITY("lock") CFastLock : public Spin {
   }
 
   bool TryOnce(std::uint64_t self) noexcept {
-    std::int64_t free = -1;
-    if (count_.compare_exchange_strong(free, 0, std::memory_order_acquire, std::memory_order_relaxed)) {
+    if (Replace(count_, std::int64_t{-1}, std::int64_t{0}, std::memory_order_acquire)) {
       Own(self);
       return true;
     }
     if (owner_.load(std::memory_order_relaxed) != self) return false;
-    count_.fetch_add(1, std::memory_order_relaxed);
+    AddTo(count_, std::int64_t{1}, std::memory_order_relaxed);
     ++depth_;
     return true;
   }
