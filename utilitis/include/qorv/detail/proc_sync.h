@@ -23,8 +23,8 @@ namespace Qorv {
 /// held by one killed | Lock, TryLock, TimedLock | held, depth 1 | as of a free one, and WasAbandoned tells it: what
 ///                    |                          |               | the mutex guards may be half-changed
 ///
-/// Failures are mutexExp: code 1 creating, 3 destroying, 4 locking, 5 unlocking; of the memory, shmemExp. Objects of one name, in one
-/// process or several, are one mutex. Any thread may call any operation but construction and destruction.
+/// Failures are mutexExp: code 1 creating, 3 destroying, 4 locking, 5 unlocking; of the memory, shmemExp. Objects of one
+/// name, in one process or several, are one mutex. Any thread may call any operation but construction and destruction.
 class QORV_CAPABILITY("mutex") CProcMutex : public CShMem {
  public:
   explicit CProcMutex(const stringEx& name);
@@ -68,8 +68,8 @@ class QORV_CAPABILITY("mutex") CProcMutex : public CShMem {
   [[noreturn]] void RefuseUnlock(int error);
   pthread_mutex_t* Mutex() const noexcept { return static_cast<pthread_mutex_t*>(GetPointer()); }
 
-  std::atomic<std::int32_t> held_{
-      0};  // through this object; guarded by the mutex itself, but for wrong calls
+  // Through this object; guarded by the mutex itself, but for wrong calls.
+  std::atomic<std::int32_t> held_{0};
   std::atomic<bool> wasAbandoned_{false};
 };
 

@@ -16,10 +16,9 @@ namespace Qorv {
 /// constructors, so that nobody sees a block half-made. Should it let go, or its process die, before that, the next one takes
 /// its place, and finds a new block.
 ///
-/// The opener that found it new removes the name when it lets go, if it still is that of this block, and not in a child that was
-/// forked off; who has the block keeps it, and who gives the name later
-/// gets a new one. So the process that lives longest should be the first. A name whose first opener was killed stays with
-/// what the block held, until Remove or the system's end.
+/// The opener that found it new removes the name when it lets go, if it still is that of this block, and not in a child that
+/// was forked off; who has the block keeps it, and who gives the name later gets a new one. So the process that lives longest
+/// should be the first. A name whose first opener was killed stays with what the block held, until Remove or the system's end.
 ///
 /// A "/" is put in front of a name that has none. Failures are shmemExp with a number of fileCode. One thread at a time uses
 /// the object; what the threads and processes do inside the block is theirs to order.
